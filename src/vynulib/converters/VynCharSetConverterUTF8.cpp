@@ -1,0 +1,243 @@
+// UTF-8 <-> UTF-16. The decoder is lenient on purpose: it never rejects the
+// input as a whole and does no overlong, surrogate or range checks. Bad bytes
+// become U+FFFD (or vanish, for stray continuation bytes) and raise the flag.
+#include <vynulib/converters/VynCharSetConverterUTF8.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// Sequence length by lead byte >> 4: 0 marks a continuation byte. 0xF8-0xFF
+// count as four-byte leads and 0xC0/0xC1 as two-byte leads.
+unsigned int const oUTF8Bits[16] = {1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 2, 2, 3, 4};
+
+// A terminating zero byte is never a continuation, so testing followers one
+// by one (stopping at the first miss) never reads past the terminator.
+inline bool isCont(unsigned char c) {
+    return (c & 0xC0) == 0x80;
+}
+
+inline bool isHigh(unsigned int u) {
+    return u >= 0xD800 && u <= 0xDBFF;
+}
+inline bool isLow(unsigned int u) {
+    return u >= 0xDC00 && u <= 0xDFFF;
+}
+
+unsigned long const ALL = static_cast<unsigned long>(-1);
+
+} // namespace
+
+VynCharSetConverterUTF8::~VynCharSetConverterUTF8() = default;
+
+unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* src,
+                                               unsigned long dstUnits, ILLCHAR_OPTYPE /*op*/,
+                                               bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char const* const start = static_cast<unsigned char const*>(src);
+    unsigned char const* p = start;
+    if (dstUnits == 0 || *p == 0) {
+        dst[0] = 0;
+        return 0;
+    }
+    auto bad = [illegal] {
+        if (illegal) *illegal = true;
+    };
+    unsigned long n = dstUnits;
+    unsigned short* out = dst;
+    for (;;) {
+        unsigned char b = *p++;
+        switch (oUTF8Bits[b >> 4]) {
+        case 1:
+            *out++ = b;
+            --n;
+            break;
+        case 0:
+            // Stray continuation byte: dropped, capacity untouched.
+            bad();
+            break;
+        case 2:
+            if (isCont(p[0])) {
+                *out++ = static_cast<unsigned short>(((b << 6) & 0x7C0) | (p[0] & 0x3F));
+                p += 1;
+            } else {
+                // The offending byte is read again as a lead byte.
+                *out++ = 0xFFFD;
+                bad();
+            }
+            --n;
+            break;
+        case 3:
+            if (isCont(p[0]) && isCont(p[1])) {
+                *out++ = static_cast<unsigned short>(((b & 0x0F) << 12) | ((p[0] & 0x3F) << 6) |
+                                                     (p[1] & 0x3F));
+                p += 2;
+            } else {
+                *out++ = 0xFFFD;
+                bad();
+            }
+            --n;
+            break;
+        default: // 4
+            if (n <= 1) {
+                // No room for a pair: U+FFFD takes the last slot.
+                *out++ = 0xFFFD;
+                bad();
+                --n;
+            } else if (isCont(p[0]) && isCont(p[1]) && isCont(p[2])) {
+                unsigned long v = (static_cast<unsigned long>(b & 0x0F) << 18) |
+                                  (static_cast<unsigned long>(p[0] & 0x3F) << 12) |
+                                  (static_cast<unsigned long>(p[1] & 0x3F) << 6) | (p[2] & 0x3F);
+                *out++ = static_cast<unsigned short>((v >> 10) + 0xD7C0);
+                *out++ = static_cast<unsigned short>((v & 0x3FF) + 0xDC00);
+                n -= 2;
+                // The followers are left in place on purpose: they are read
+                // next as stray continuation bytes, which write nothing but
+                // raise the flag. Callers have long seen a four-byte character
+                // decode correctly and still report an error.
+            } else {
+                *out++ = 0xFFFD;
+                bad();
+                --n;
+            }
+            break;
+        }
+        // The source limit is tested between sequences only: one that starts
+        // inside it is read whole (it ends at the terminator at the latest).
+        if (maxSrc > 0 && p - start >= maxSrc) break;
+        if (n == 0 || *p == 0) break;
+    }
+    *out = 0;
+    return static_cast<unsigned long>(out - dst);
+}
+
+unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const* src,
+                                                 unsigned long dstCap, ILLCHAR_OPTYPE op,
+                                                 bool* illegal) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char* const begin = static_cast<unsigned char*>(dst);
+    unsigned char* out = begin;
+    if (dstCap == 0) {
+        *out = 0;
+        return 0;
+    }
+    // n is the room as the accounting sees it; an escape takes six bytes but
+    // reduces n by five only, so n may run ahead of the real room. Every write
+    // checks both, so output never goes past dstCap (plus the terminator).
+    unsigned long n = dstCap;
+    auto fits = [&](unsigned long len) {
+        return len <= n && len <= dstCap - static_cast<unsigned long>(out - begin);
+    };
+    unsigned short const* p = src;
+    unsigned int u = *p++;
+    for (;;) {
+        if (u == 0) break;
+        if (u < 0x80) {
+            if (!fits(1)) break;
+            *out++ = static_cast<unsigned char>(u);
+            n -= 1;
+        } else if (u < 0x800) {
+            if (n <= 1 || !fits(2)) break;
+            *out++ = static_cast<unsigned char>(0xC0 | (u >> 6));
+            *out++ = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            n -= 2;
+        } else if (!isHigh(u)) {
+            // Lone low surrogates are encoded like any other unit.
+            if (n <= 2 || !fits(3)) break;
+            *out++ = static_cast<unsigned char>(0xE0 | (u >> 12));
+            *out++ = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
+            *out++ = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            n -= 3;
+        } else {
+            unsigned int w = *p++; // consumed whatever it is
+            if (isLow(w)) {
+                if (n <= 3 || !fits(4)) break;
+                unsigned long c = ((static_cast<unsigned long>(u) - 0xD7C0) << 10) + (w - 0xDC00);
+                *out++ = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
+                *out++ = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
+                *out++ = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
+                *out++ = static_cast<unsigned char>(0x80 | (c & 0x3F));
+                n -= 4;
+            } else {
+                if (illegal) *illegal = true;
+                if (op == ILLCHAR_STOP) break;
+                if (op == ILLCHAR_ESCAPE) {
+                    if (n <= 5 || !fits(6)) break;
+                    char buf[8];
+                    std::snprintf(buf, sizeof buf, "U+%04X", u);
+                    std::memcpy(out, buf, 6);
+                    out += 6;
+                    n -= 5; // one short on purpose: later output may run a byte further
+                    // The follower is dropped unconverted. When it was the
+                    // terminator we stop here rather than read past it.
+                    if (w == 0) break;
+                } else {
+                    if (!fits(1)) break;
+                    *out++ = '?';
+                    n -= 1;
+                    if (n == 0 || w == 0) break;
+                    // The follower is handled as a fresh unit.
+                    u = w;
+                    continue;
+                }
+            }
+        }
+        if (n == 0) break;
+        u = *p++;
+    }
+    *out = 0;
+    return static_cast<unsigned long>(out - begin);
+}
+
+unsigned long VynCharSetConverterUTF8::getNumUnits(void const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    if (len == ALL) len = std::strlen(reinterpret_cast<char const*>(p));
+    unsigned long units = 0;
+    // Only lead bytes are looked at: a stray continuation byte ends the count
+    // (the decoder would skip it), and followers are never inspected.
+    while (len > 0 && *p != 0) {
+        unsigned int l = oUTF8Bits[*p >> 4];
+        if (l == 0 || l > len) break;
+        units += (l == 4) ? 2 : 1;
+        p += l;
+        len -= l;
+    }
+    return units;
+}
+
+unsigned long VynCharSetConverterUTF8::getNumBytes(unsigned short const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    bool const bounded = len != ALL;
+    unsigned long bytes = 0;
+    while (!bounded || len > 0) {
+        unsigned int u = *src;
+        if (u == 0) break;
+        ++src;
+        if (bounded) --len;
+        if (u < 0x80) {
+            bytes += 1;
+        } else if (u < 0x800) {
+            bytes += 2;
+        } else if (!isHigh(u)) {
+            bytes += 3;
+        } else {
+            // A high surrogate with nothing after it (end of count or the zero
+            // unit) adds nothing and ends the count.
+            if (bounded && len == 0) break;
+            unsigned int w = *src;
+            if (w == 0) break;
+            if (isLow(w)) {
+                ++src;
+                if (bounded) --len;
+                bytes += 4;
+            } else {
+                bytes += 1; // its "?"; the follower is counted by itself
+            }
+        }
+    }
+    return bytes;
+}

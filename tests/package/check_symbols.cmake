@@ -1,0 +1,36 @@
+# Compares the dynamic symbols that libvynulib64.so exports with the committed
+# list, so nothing enters or leaves the ABI unnoticed.
+# Arguments: -DLIB=<libvynulib64.so> -DLIST=<symbols.txt> -DJNI=ON|OFF
+#            -DUPDATE=ON to rewrite the list.
+execute_process(COMMAND nm -D --defined-only --format=posix ${LIB}
+  OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIB}")
+endif()
+string(REPLACE "\n" ";" lines "${out}")
+set(syms)
+foreach(l ${lines})
+  string(REGEX MATCH "^[^ ]+" s "${l}")
+  if(s)
+    list(APPEND syms ${s})
+  endif()
+endforeach()
+list(SORT syms)
+list(REMOVE_DUPLICATES syms)
+string(REPLACE ";" "\n" got "${syms}")
+set(got "${got}\n")
+if(UPDATE)
+  file(WRITE ${LIST} "${got}")
+  message(STATUS "wrote ${LIST}")
+  return()
+endif()
+file(READ ${LIST} want)
+if(NOT JNI)
+  # Without a JDK the two Java entry points are not built.
+  string(REGEX REPLACE "Java_[^\n]*\n" "" want "${want}")
+endif()
+if(NOT got STREQUAL want)
+  file(WRITE ${LIST}.actual "${got}")
+  execute_process(COMMAND diff -u ${LIST} ${LIST}.actual)
+  message(FATAL_ERROR "exported symbols differ from ${LIST} (actual list in ${LIST}.actual)")
+endif()

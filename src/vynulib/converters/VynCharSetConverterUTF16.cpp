@@ -1,0 +1,196 @@
+// UTF-16 in the machine's byte order (a bounded copy) and the escaped form,
+// a 7-bit text in which every unit of 0x80 or more is written "U+%04X".
+// Neither converter reports errors: the flag is cleared and left so.
+#include <vynulib/converters/VynCharSetConverterUTF16.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+unsigned long const ALL = static_cast<unsigned long>(-1);
+
+// The byte side may be any byte buffer, so units are moved with memcpy rather
+// than through a cast pointer that could be misaligned.
+inline unsigned short loadUnit(unsigned char const* p) {
+    unsigned short u;
+    std::memcpy(&u, p, sizeof u);
+    return u;
+}
+
+inline void storeUnit(unsigned char* p, unsigned short u) {
+    std::memcpy(p, &u, sizeof u);
+}
+
+// Upper-case hexadecimal only; the zero byte is no digit, so a look-ahead
+// stops at the terminator.
+inline int hexValue(unsigned char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// A complete escape "U+XXXX" at p; its value goes to *unit. Bytes are tested
+// in order and the test ends at the first miss, never past a terminator.
+bool readEscape(unsigned char const* p, unsigned short* unit) {
+    if (p[0] != 'U' || p[1] != '+') return false;
+    unsigned int v = 0;
+    for (int i = 2; i < 6; ++i) {
+        int d = hexValue(p[i]);
+        if (d < 0) return false;
+        v = (v << 4) | static_cast<unsigned int>(d);
+    }
+    *unit = static_cast<unsigned short>(v);
+    return true;
+}
+
+} // namespace
+
+// --- UTF-16 ------------------------------------------------------------------
+
+VynCharSetConverterUTF16::~VynCharSetConverterUTF16() = default;
+
+unsigned long VynCharSetConverterUTF16::toUTF16(unsigned short* dst, void const* src,
+                                                unsigned long dstUnits, ILLCHAR_OPTYPE /*op*/,
+                                                bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    // The source limit counts units to copy and must be positive: the -1 that
+    // the entry points pass copies nothing. Callers have long relied on that.
+    if (dstUnits == 0 || maxSrc <= 0) {
+        dst[0] = 0;
+        return 0;
+    }
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    unsigned long limit = static_cast<unsigned long>(maxSrc);
+    unsigned long count = 0;
+    while (count < dstUnits && count < limit) {
+        unsigned short u = loadUnit(p + 2 * count);
+        if (u == 0) break;
+        dst[count++] = u;
+    }
+    dst[count] = 0;
+    return count;
+}
+
+unsigned long VynCharSetConverterUTF16::fromUTF16(void* dst, unsigned short const* src,
+                                                  unsigned long dstCap, ILLCHAR_OPTYPE /*op*/,
+                                                  bool* illegal) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char* out = static_cast<unsigned char*>(dst);
+    // dstCap counts bytes; an odd last byte cannot hold a unit.
+    unsigned long units = dstCap / 2;
+    unsigned long count = 0;
+    while (count < units && src[count] != 0) {
+        storeUnit(out + 2 * count, src[count]);
+        ++count;
+    }
+    storeUnit(out + 2 * count, 0);
+    return 2 * count;
+}
+
+unsigned long VynCharSetConverterUTF16::getNumUnits(void const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    unsigned long max = (len == ALL) ? ALL : len / 2;
+    unsigned long count = 0;
+    while (count < max && loadUnit(p + 2 * count) != 0) ++count;
+    return count;
+}
+
+unsigned long VynCharSetConverterUTF16::getNumBytes(unsigned short const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    unsigned long count = 0;
+    while ((len == ALL || count < len) && src[count] != 0) ++count;
+    return 2 * count;
+}
+
+// --- escaped UTF-16 ----------------------------------------------------------
+
+VynCharSetConverterUTF16Esc::~VynCharSetConverterUTF16Esc() = default;
+
+unsigned long VynCharSetConverterUTF16Esc::toUTF16(unsigned short* dst, void const* src,
+                                                   unsigned long dstUnits, ILLCHAR_OPTYPE /*op*/,
+                                                   bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char const* const start = static_cast<unsigned char const*>(src);
+    unsigned char const* p = start;
+    if (dstUnits == 0 || *p == 0) {
+        dst[0] = 0;
+        return 0;
+    }
+    unsigned long count = 0;
+    for (;;) {
+        unsigned short u;
+        // The escape may look five bytes past the "U" whatever the limit
+        // says; it stops at the terminator, which is no hex digit.
+        if (readEscape(p, &u)) {
+            p += 6;
+        } else {
+            // Bytes above 0x7F widen with their sign (0xE9 -> 0xFFE9): the
+            // escaped form is meant to carry ASCII only.
+            u = static_cast<unsigned short>(static_cast<signed char>(*p));
+            p += 1;
+        }
+        dst[count++] = u;
+        if (maxSrc > 0 && p - start >= maxSrc) break;
+        if (count == dstUnits || *p == 0) break;
+    }
+    dst[count] = 0;
+    return count;
+}
+
+unsigned long VynCharSetConverterUTF16Esc::fromUTF16(void* dst, unsigned short const* src,
+                                                     unsigned long dstCap, ILLCHAR_OPTYPE /*op*/,
+                                                     bool* illegal) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char* const begin = static_cast<unsigned char*>(dst);
+    unsigned char* out = begin;
+    unsigned long n = dstCap;
+    for (unsigned short const* p = src; *p != 0; ++p) {
+        unsigned int u = *p;
+        if (u < 0x80) {
+            if (n == 0) break;
+            *out++ = static_cast<unsigned char>(u);
+            n -= 1;
+        } else {
+            // Escapes are whole or absent; surrogates go one unit at a time.
+            if (n <= 5) break;
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "U+%04X", u);
+            std::memcpy(out, buf, 6);
+            out += 6;
+            n -= 6;
+        }
+    }
+    *out = 0;
+    return static_cast<unsigned long>(out - begin);
+}
+
+unsigned long VynCharSetConverterUTF16Esc::getNumUnits(void const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    if (len == ALL) len = std::strlen(reinterpret_cast<char const*>(p));
+    unsigned long units = 0;
+    unsigned short u;
+    while (len > 0 && *p != 0) {
+        // An escape is only seen when all six bytes lie within the count.
+        unsigned long step = (len >= 6 && readEscape(p, &u)) ? 6 : 1;
+        ++units;
+        p += step;
+        len -= step;
+    }
+    return units;
+}
+
+unsigned long VynCharSetConverterUTF16Esc::getNumBytes(unsigned short const* src,
+                                                       unsigned long len) {
+    if (!src || len == 0) return 0;
+    unsigned long bytes = 0;
+    for (unsigned long i = 0; (len == ALL || i < len) && src[i] != 0; ++i)
+        bytes += (src[i] < 0x80) ? 1 : 6;
+    return bytes;
+}

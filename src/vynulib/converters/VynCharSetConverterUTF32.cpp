@@ -1,0 +1,275 @@
+// UTF-32 in the machine's byte order. Besides the UTF-16 paths it has its own
+// UTF-8 paths, which know the five- and six-byte forms.
+#include <vynulib/converters/VynCharSetConverterUTF32.h>
+
+#include <vynulib/unicode/VynUChar.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+unsigned long const ALL = static_cast<unsigned long>(-1);
+
+// The 32-bit side may be any byte buffer: values are moved with memcpy so a
+// misaligned buffer is no problem.
+inline unsigned int loadValue(unsigned char const* p) {
+    unsigned int v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+inline void storeValue(unsigned char* p, unsigned int v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+inline bool isHigh(unsigned int u) {
+    return u >= 0xD800 && u <= 0xDBFF;
+}
+inline bool isLow(unsigned int u) {
+    return u >= 0xDC00 && u <= 0xDFFF;
+}
+
+} // namespace
+
+VynCharSetConverterUTF32::~VynCharSetConverterUTF32() = default;
+
+unsigned long VynCharSetConverterUTF32::toUTF16(unsigned short* dst, void const* src,
+                                                unsigned long dstUnits, ILLCHAR_OPTYPE /*op*/,
+                                                bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    unsigned long n = dstUnits;
+    unsigned long count = 0;
+    // A positive limit counts values read, 0 reads nothing, a negative one
+    // never runs out.
+    long limit = maxSrc;
+    while (n != 0 && limit != 0) {
+        unsigned int v = loadValue(p);
+        if (v == 0) break;
+        p += 4;
+        if (limit > 0) --limit;
+        if (v <= VynUChar::UTF16_MAX) {
+            // Surrogate values pass through unchanged.
+            dst[count++] = static_cast<unsigned short>(v);
+            n -= 1;
+        } else {
+            if (n < 2) break;
+            // Values above 0x10FFFF are not rejected; they wrap into a
+            // meaningless pair.
+            dst[count++] = static_cast<unsigned short>((v >> 10) + 0xD7C0);
+            dst[count++] = static_cast<unsigned short>((v & 0x3FF) + 0xDC00);
+            n -= 2;
+        }
+    }
+    dst[count] = 0;
+    return count;
+}
+
+unsigned long VynCharSetConverterUTF32::fromUTF16(void* dst, unsigned short const* src,
+                                                  unsigned long dstCap, ILLCHAR_OPTYPE op,
+                                                  bool* illegal) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char* const begin = static_cast<unsigned char*>(dst);
+    unsigned char* out = begin;
+    unsigned long c = dstCap / 4; // room in values
+    auto put = [&out](unsigned int v) {
+        storeValue(out, v);
+        out += 4;
+    };
+    if (c == 0) {
+        storeValue(out, 0);
+        return 0;
+    }
+    unsigned short const* p = src;
+    unsigned int u = *p++;
+    while (u != 0) {
+        if (!isHigh(u)) {
+            put(u); // lone low surrogates included
+            if (--c == 0) break;
+            u = *p++;
+            continue;
+        }
+        unsigned int w = *p;
+        if (isLow(w)) {
+            ++p;
+            put(((u - 0xD7C0) << 10) + w - 0xDC00);
+            if (--c == 0) break;
+            u = *p++;
+            continue;
+        }
+        if (illegal) *illegal = true;
+        if (op == ILLCHAR_STOP) break;
+        if (op == ILLCHAR_ESCAPE) {
+            if (c <= 5) break;
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "U+%04X", u);
+            for (int i = 0; i < 6; ++i) put(static_cast<unsigned char>(buf[i]));
+            c -= 6;
+        } else {
+            put('?');
+            c -= 1;
+        }
+        // The follower is the next unit (a high surrogate looks at its own).
+        if (c == 0 || w == 0) break;
+        u = *p++;
+    }
+    storeValue(out, 0);
+    return static_cast<unsigned long>(out - begin);
+}
+
+unsigned long VynCharSetConverterUTF32::getNumUnits(void const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    // Values, not the UTF-16 units they become: one above 0xFFFF counts once.
+    unsigned long max = (len == ALL) ? ALL : len / 4;
+    unsigned long count = 0;
+    while (count < max && loadValue(p + 4 * count) != 0) ++count;
+    return count;
+}
+
+unsigned long VynCharSetConverterUTF32::getNumBytes(unsigned short const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    bool const bounded = len != ALL;
+    unsigned long bytes = 0;
+    while (!bounded || len > 0) {
+        unsigned int u = *src;
+        if (u == 0) break;
+        ++src;
+        if (bounded) --len;
+        if (isHigh(u)) {
+            // Nothing after it within the count: it adds nothing.
+            if (bounded && len == 0) break;
+            if (*src == 0) break;
+            if (isLow(*src)) {
+                ++src;
+                if (bounded) --len;
+            }
+        }
+        bytes += 4;
+    }
+    return bytes;
+}
+
+unsigned int VynCharSetConverterUTF32::UTF32fromUTF8(unsigned char** pp) {
+    unsigned char* p = *pp;
+    unsigned int lead = p[0];
+    if (lead < 0x80) {
+        *pp = p + 1;
+        return lead;
+    }
+    int len;
+    unsigned int min, v;
+    if (lead < 0xC0 || lead >= 0xFE) {
+        *pp = p + 1;
+        return 0xFFFD;
+    } else if (lead < 0xE0) {
+        len = 2, min = 0x80, v = lead & 0x1F;
+    } else if (lead < 0xF0) {
+        len = 3, min = 0x800, v = lead & 0x0F;
+    } else if (lead < 0xF8) {
+        len = 4, min = 0x10000, v = lead & 0x07;
+    } else if (lead < 0xFC) {
+        len = 5, min = 0x200000, v = lead & 0x03;
+    } else {
+        len = 6, min = 0x4000000, v = lead & 0x01;
+    }
+    // Followers are tested one at a time; the terminator fails the test, so
+    // a truncated sequence never leads past it.
+    for (int i = 1; i < len; ++i) {
+        if ((p[i] & 0xC0) != 0x80) {
+            *pp = p + 1;
+            return 0xFFFD;
+        }
+        v = (v << 6) | (p[i] & 0x3F);
+    }
+    *pp = p + len;
+    if (v < min || (v >= 0xD800 && v <= 0xDFFF) || v == 0xFFFE || v == 0xFFFF) return 0xFFFD;
+    return v; // values above 0x10FFFF are kept
+}
+
+unsigned long VynCharSetConverterUTF32::fromUTF8(void* dst, unsigned char const* src,
+                                                 unsigned long len, ILLCHAR_OPTYPE /*op*/,
+                                                 bool* illegal) {
+    // Malformed input becomes U+FFFD here, but the flag is never raised.
+    if (illegal) *illegal = false;
+    if (!dst || !src) return 0;
+    unsigned char* out = static_cast<unsigned char*>(dst);
+    unsigned char* p = const_cast<unsigned char*>(src); // only read
+    unsigned long count = 0;
+    while (count < len) {
+        unsigned int v = UTF32fromUTF8(&p);
+        storeValue(out + 4 * count, v);
+        if (v == 0) return count; // the source's terminator stays as ours
+        ++count;
+    }
+    storeValue(out + 4 * count, 0);
+    return count;
+}
+
+unsigned long VynCharSetConverterUTF32::toUTF8(unsigned char* dst, void const* src,
+                                               unsigned long len, ILLCHAR_OPTYPE /*op*/,
+                                               bool* illegal) {
+    if (illegal) *illegal = false;
+    if (!src || !dst) return 0;
+    if (len == 0) {
+        dst[0] = 0;
+        return 0;
+    }
+    unsigned char const* p = static_cast<unsigned char const*>(src);
+    unsigned long count = 0;
+    for (;;) {
+        unsigned int v = loadValue(p);
+        p += 4;
+        unsigned char seq[6];
+        int l;
+        if ((v >= 0xD800 && v <= 0xDFFF) || v >= 0x80000000u) {
+            if (illegal) *illegal = true;
+            seq[0] = 0xEF, seq[1] = 0xBF, seq[2] = 0xBD;
+            l = 3;
+        } else if (v < 0x80) {
+            // A zero value is written as the terminator and ends it; count < len
+            // here, so the byte is inside the buffer.
+            if (v == 0) {
+                dst[count] = 0;
+                return count;
+            }
+            seq[0] = static_cast<unsigned char>(v);
+            l = 1;
+        } else {
+            int trail;
+            unsigned int lead;
+            if (v < 0x800) {
+                trail = 1, lead = 0xC0;
+            } else if (v <= 0xFFFF) {
+                trail = 2, lead = 0xE0; // 0xFFFE and 0xFFFF included
+            } else if (v <= 0x1FFFFF) {
+                trail = 3, lead = 0xF0;
+            } else if (v <= 0x3FFFFFF) {
+                trail = 4, lead = 0xF8;
+            } else {
+                trail = 5, lead = 0xFC;
+            }
+            seq[0] = static_cast<unsigned char>(lead | (v >> (6 * trail)));
+            for (int i = 1; i <= trail; ++i)
+                seq[i] = static_cast<unsigned char>(0x80 | ((v >> (6 * (trail - i))) & 0x3F));
+            l = trail + 1;
+        }
+        // The capacity is checked after a character is written, and one that
+        // pushes past len is returned without a terminator; callers size for
+        // that. But a character that would end beyond the terminator slot
+        // (len + 1 bytes) is not written at all: we stop before it,
+        // terminated. So only a one-byte overrun keeps the unterminated form.
+        if (count + l > len + 1) {
+            dst[count] = 0;
+            return count;
+        }
+        std::memcpy(dst + count, seq, static_cast<size_t>(l));
+        count += static_cast<unsigned long>(l);
+        if (count < len) continue;
+        if (count == len) dst[count] = 0;
+        return count;
+    }
+}

@@ -13,7 +13,11 @@ class VYN_API VynUCharTable {
 public:
     // ranges: records of three unsigned shorts ended by a record whose first
     // unit is 0. counting: value grows by one along a range (case tables).
-    VynUCharTable(unsigned short const* ranges, bool counting);
+    // constexpr so that the static tables are constant-initialised: code run
+    // by another file's static initialisers may look them up safely.
+    constexpr VynUCharTable(unsigned short const* ranges, bool counting)
+        : m_pPages(nullptr), m_pRanges(ranges), m_bCounting(counting),
+          m_oMutex(PTHREAD_MUTEX_INITIALIZER) {}
     ~VynUCharTable();
     VynUCharTable(VynUCharTable const&) = delete;
     VynUCharTable& operator=(VynUCharTable const&) = delete;

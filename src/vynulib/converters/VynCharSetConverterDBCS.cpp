@@ -1,0 +1,326 @@
+#include <vynulib/converters/VynCharSetConverterMBCS.h>
+
+#include <cstring>
+
+#include <vynulib/converters/LookupTable.h>
+
+namespace {
+
+unsigned long const kAll = static_cast<unsigned long>(-1);
+char const kHex[] = "0123456789ABCDEF";
+
+// "U+%04X" of u, six bytes, no terminator.
+void writeEscape(unsigned char* p, unsigned short u) {
+    p[0] = 'U';
+    p[1] = '+';
+    p[2] = static_cast<unsigned char>(kHex[(u >> 12) & 0xF]);
+    p[3] = static_cast<unsigned char>(kHex[(u >> 8) & 0xF]);
+    p[4] = static_cast<unsigned char>(kHex[(u >> 4) & 0xF]);
+    p[5] = static_cast<unsigned char>(kHex[u & 0xF]);
+}
+
+bool isHigh(unsigned short u) {
+    return u >= 0xD800 && u <= 0xDBFF;
+}
+bool isLow(unsigned short u) {
+    return u >= 0xDC00 && u <= 0xDFFF;
+}
+
+// A positive maxSrc bounds the bytes read; anything else means no bound.
+unsigned long sourceLimit(int maxSrc) {
+    return maxSrc > 0 ? static_cast<unsigned long>(maxSrc) : kAll;
+}
+
+// Writes the code of a mapped character: false when a two-byte code does not
+// fit whole in the room left.
+bool putCode(unsigned char* d, unsigned long& out, unsigned long cap, unsigned code) {
+    if (code < 0x100) {
+        d[out++] = static_cast<unsigned char>(code);
+        return true;
+    }
+    if (cap - out < 2) return false;
+    d[out++] = static_cast<unsigned char>(code >> 8);
+    d[out++] = static_cast<unsigned char>(code & 0xFF);
+    return true;
+}
+
+// One character at s[pos], by the lead-byte type table (0x40 lead, 0x80
+// trail): a lead byte followed by a trail byte is a two-byte code; a lead byte
+// followed by anything else (the terminator included) is an invalid sequence of
+// one byte, and the next byte starts the next character; any other byte is a
+// single-byte code, whatever its other type bits. Advances pos; returns false
+// for an invalid sequence.
+//
+// The trail byte is looked at only inside the limit: a lead byte in the last
+// byte the limit allows is an invalid sequence rather than a read past it.
+bool step(unsigned char const* type, unsigned char const* s, unsigned long& pos,
+          unsigned long limit, unsigned& code) {
+    unsigned char b = s[pos];
+    if (!(type[b] & 0x40)) {
+        code = b;
+        pos += 1;
+        return true;
+    }
+    if (pos + 1 < limit && (type[s[pos + 1]] & 0x80)) {
+        code = (static_cast<unsigned>(b) << 8) | s[pos + 1];
+        pos += 2;
+        return true;
+    }
+    pos += 1;
+    return false;
+}
+
+} // namespace
+
+// --- code pages with BMP values only -----------------------------------------
+
+VynCharSetConverterDBCS::VynCharSetConverterDBCS(unsigned short const* table,
+                                                 unsigned char const* type, VynCharSet cs)
+    : VynCharSetConverterMBCS(table, cs), VynCharSetConverterDBCSBase(type) {}
+
+VynCharSetConverterDBCS::VynCharSetConverterDBCS(char const* name, unsigned char const* type,
+                                                 VynCharSet cs)
+    : VynCharSetConverterMBCS(name, cs), VynCharSetConverterDBCSBase(type) {}
+
+VynCharSetConverterDBCS::~VynCharSetConverterDBCS() = default;
+
+unsigned long VynCharSetConverterDBCS::getNumUnits(void const* src, unsigned long len) {
+    // Needs only the type table; an instance without a map counts nothing, as
+    // it converts nothing.
+    if (!src || len == 0 || !m_pTable || !m_pType) return 0;
+    auto const* s = static_cast<unsigned char const*>(src);
+    if (len == kAll) len = std::strlen(reinterpret_cast<char const*>(s));
+    unsigned long pos = 0, units = 0;
+    while (pos < len && s[pos]) {
+        unsigned code = 0;
+        step(m_pType, s, pos, len, code);
+        ++units; // unmapped and invalid both become one U+FFFD
+    }
+    return units;
+}
+
+unsigned long VynCharSetConverterDBCS::toUTF16(unsigned short* dst, void const* src,
+                                               unsigned long dstUnits, ILLCHAR_OPTYPE op,
+                                               bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    LookupTable<unsigned short> const* fwd = forwardTable();
+    if (!fwd || !m_pType) { // no map: converts nothing
+        dst[0] = 0;
+        return 0;
+    }
+    auto const* s = static_cast<unsigned char const*>(src);
+    // maxSrc stops the conversion after the character that reaches it. It also
+    // bounds reading: an invalid lead byte that reaches it ends the conversion
+    // too, as going on would read past the limit.
+    unsigned long const limit = sourceLimit(maxSrc);
+    unsigned long pos = 0, out = 0;
+    while (out < dstUnits && pos < limit && s[pos]) {
+        unsigned code = 0;
+        bool invalid = !step(m_pType, s, pos, limit, code);
+        unsigned short u = invalid ? 0 : fwd->lookup(code);
+        if (u == 0) {
+            if (illegal) *illegal = true;
+            if (op == ILLCHAR_STOP) break;
+            u = 0xFFFD;
+        }
+        dst[out++] = u;
+    }
+    dst[out] = 0;
+    return out;
+}
+
+unsigned long VynCharSetConverterDBCS::getNumBytes(unsigned short const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    load();
+    if (!forwardTable()) return 0;
+    LookupTable<unsigned short> const* rev = reverseTable();
+    // An unmapped unit counts as the one byte of '?', whatever the later
+    // conversion does with it.
+    unsigned long bytes = 0;
+    for (unsigned long i = 0; i < len && src[i]; ++i) bytes += rev->lookup(src[i]) > 0xFF ? 2 : 1;
+    return bytes;
+}
+
+unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const* src,
+                                                 unsigned long dstCap, ILLCHAR_OPTYPE op,
+                                                 bool* illegal) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    auto* d = static_cast<unsigned char*>(dst);
+    if (!forwardTable()) {
+        d[0] = 0;
+        return 0;
+    }
+    LookupTable<unsigned short> const* rev = reverseTable();
+    unsigned long out = 0;
+    // Surrogates are looked up one unit at a time and never map.
+    for (; out < dstCap && *src; ++src) {
+        unsigned short u = *src;
+        unsigned short code = rev->lookup(u);
+        if (code) {
+            if (!putCode(d, out, dstCap, code)) break;
+            continue;
+        }
+        if (illegal) *illegal = true;
+        if (op == ILLCHAR_STOP) break;
+        if (op == ILLCHAR_ESCAPE) {
+            if (dstCap - out < 6) break;
+            writeEscape(d + out, u);
+            out += 6;
+        } else {
+            d[out++] = '?';
+        }
+    }
+    d[out] = 0;
+    return out;
+}
+
+// --- Shift_JIS-2004: values beyond the BMP -------------------------------------
+
+namespace {
+
+// Forward values beyond U+10FFFF cannot be written as UTF-16: treat them as
+// unmapped rather than cutting them to 16 bits.
+unsigned int checkedScalar(unsigned int u) {
+    return u > 0x10FFFF ? 0 : u;
+}
+
+} // namespace
+
+VynCharSetConverterDBCSEx::VynCharSetConverterDBCSEx(sMBCSExTable const* table,
+                                                     unsigned char const* type, VynCharSet cs)
+    : VynCharSetConverterMBCSEx(table, cs), VynCharSetConverterDBCSBase(type) {}
+
+VynCharSetConverterDBCSEx::VynCharSetConverterDBCSEx(char const* name, unsigned char const* type,
+                                                     VynCharSet cs)
+    : VynCharSetConverterMBCSEx(name, cs), VynCharSetConverterDBCSBase(type) {}
+
+VynCharSetConverterDBCSEx::~VynCharSetConverterDBCSEx() = default;
+
+unsigned long VynCharSetConverterDBCSEx::getNumUnits(void const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    load();
+    LookupTable<unsigned int> const* fwd = forwardTable();
+    if (!fwd || !m_pType) return 0;
+    auto const* s = static_cast<unsigned char const*>(src);
+    if (len == kAll) len = std::strlen(reinterpret_cast<char const*>(s));
+    unsigned long pos = 0, units = 0;
+    while (pos < len && s[pos]) {
+        unsigned code = 0;
+        bool invalid = !step(m_pType, s, pos, len, code);
+        // A character beyond the BMP is a surrogate pair.
+        units += !invalid && checkedScalar(fwd->lookup(code)) > 0xFFFF ? 2 : 1;
+    }
+    return units;
+}
+
+unsigned long VynCharSetConverterDBCSEx::toUTF16(unsigned short* dst, void const* src,
+                                                 unsigned long dstUnits, ILLCHAR_OPTYPE op,
+                                                 bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    LookupTable<unsigned int> const* fwd = forwardTable();
+    if (!fwd || !m_pType) {
+        dst[0] = 0;
+        return 0;
+    }
+    auto const* s = static_cast<unsigned char const*>(src);
+    // The source limit bounds reading as in the BMP-only converter.
+    unsigned long const limit = sourceLimit(maxSrc);
+    unsigned long pos = 0, out = 0;
+    while (out < dstUnits && pos < limit && s[pos]) {
+        unsigned code = 0;
+        bool invalid = !step(m_pType, s, pos, limit, code);
+        unsigned int u = invalid ? 0 : checkedScalar(fwd->lookup(code));
+        if (u == 0) {
+            if (illegal) *illegal = true;
+            if (op == ILLCHAR_STOP) break;
+            u = 0xFFFD;
+        }
+        if (u > 0xFFFF) {
+            // A pair is never split: without room for both units, stop here.
+            if (dstUnits - out < 2) break;
+            dst[out++] = static_cast<unsigned short>((u >> 10) + 0xD7C0);
+            dst[out++] = static_cast<unsigned short>((u & 0x3FF) + 0xDC00);
+        } else {
+            dst[out++] = static_cast<unsigned short>(u);
+        }
+    }
+    dst[out] = 0;
+    return out;
+}
+
+unsigned long VynCharSetConverterDBCSEx::getNumBytes(unsigned short const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    load();
+    if (!forwardTable()) return 0;
+    LookupTableEx<unsigned short> const* rev = reverseTable();
+    unsigned long bytes = 0, i = 0;
+    while (i < len && src[i]) {
+        unsigned short u = src[i];
+        unsigned int key = u;
+        if (isHigh(u)) {
+            // A high surrogate at the end (before the terminator, or as the
+            // last unit the length allows, whose partner is not to be read)
+            // adds nothing.
+            if (i + 1 >= len || src[i + 1] == 0) break;
+            if (!isLow(src[i + 1])) { // lone: one '?'
+                ++bytes;
+                ++i;
+                continue;
+            }
+            key = ((u - 0xD800u) << 10) + (src[i + 1] - 0xDC00u) + 0x10000u;
+            ++i;
+        }
+        ++i;
+        bytes += rev->lookup(key) > 0xFF ? 2 : 1;
+    }
+    return bytes;
+}
+
+unsigned long VynCharSetConverterDBCSEx::fromUTF16(void* dst, unsigned short const* src,
+                                                   unsigned long dstCap, ILLCHAR_OPTYPE op,
+                                                   bool* illegal) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    auto* d = static_cast<unsigned char*>(dst);
+    if (!forwardTable()) {
+        d[0] = 0;
+        return 0;
+    }
+    LookupTableEx<unsigned short> const* rev = reverseTable();
+    unsigned long out = 0;
+    while (out < dstCap && *src) {
+        unsigned short u = src[0];
+        // src[0] is not the terminator, so src[1] is still inside the string.
+        bool pair = isHigh(u) && isLow(src[1]);
+        bool loneHigh = isHigh(u) && !pair;
+        unsigned int key = pair ? ((u - 0xD800u) << 10) + (src[1] - 0xDC00u) + 0x10000u : u;
+        unsigned short code = loneHigh ? 0 : rev->lookup(key);
+        if (code) {
+            if (!putCode(d, out, dstCap, code)) break;
+            src += pair ? 2 : 1;
+            continue;
+        }
+        if (illegal) *illegal = true;
+        if (op == ILLCHAR_STOP) break;
+        if (op == ILLCHAR_ESCAPE) {
+            // An unmapped pair is escaped as its two units; never cut.
+            unsigned long need = pair ? 12 : 6;
+            if (dstCap - out < need) break;
+            writeEscape(d + out, u);
+            if (pair) writeEscape(d + out + 6, src[1]);
+            out += need;
+        } else {
+            d[out++] = '?'; // one for a whole pair
+        }
+        src += pair ? 2 : 1;
+    }
+    d[out] = 0;
+    return out;
+}

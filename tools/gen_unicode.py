@@ -238,7 +238,8 @@ def check_reference(lists, data_dir):
             print("%s: %d records match the reference" % (name, len(got) + 1))
             continue
         ok = False
-        print("%s: %d records, reference has %d" % (name, len(got), len(ref)))
+        print("%s: %d records, reference has %d (terminator included)"
+              % (name, len(got) + 1, len(ref) + 1))
         gs, rs = set(got), set(ref)
         for r in sorted(rs - gs)[:20]:
             print("  missing %04X-%04X %04X" % r)

@@ -1,0 +1,149 @@
+// EUC-CN (GB 2312) and EUC-KR (KS X 1001): ASCII 0x01-0x7E plus one 94 x 94
+// set in the upper half. The maps hold the 94 x 94 codes with the high bits
+// clear (0x2121-0x7E7E); the bytes on the wire carry them set.
+#include <vynulib/converters/VynCharSetConverterMBCS.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include <vynulib/converters/LookupTable.h>
+
+namespace {
+
+inline bool isG1(unsigned char b) {
+    return b >= 0xA1 && b <= 0xFE;
+}
+
+// "U+%04X" of one UTF-16 unit: always six ASCII bytes.
+void writeEscape(unsigned char* d, unsigned short u) {
+    char buf[8];
+    std::snprintf(buf, sizeof buf, "U+%04X", static_cast<unsigned>(u));
+    std::memcpy(d, buf, 6);
+}
+
+} // namespace
+
+VynCharSetConverterEUC_CN_KR::VynCharSetConverterEUC_CN_KR(unsigned short const* table,
+                                                           VynCharSet cs)
+    : VynCharSetConverterMBCS(table, cs) {}
+
+VynCharSetConverterEUC_CN_KR::VynCharSetConverterEUC_CN_KR(char const* name, VynCharSet cs)
+    : VynCharSetConverterMBCS(name, cs) {}
+
+VynCharSetConverterEUC_CN_KR::~VynCharSetConverterEUC_CN_KR() = default;
+
+unsigned long VynCharSetConverterEUC_CN_KR::getNumUnits(void const* src, unsigned long len) {
+    // An instance made from a name has no map and converts nothing.
+    if (!src || len == 0 || !m_pTable) return 0;
+    auto const* s = static_cast<unsigned char const*>(src);
+    if (len == static_cast<unsigned long>(-1)) len = std::strlen(reinterpret_cast<char const*>(s));
+    unsigned long count = 0;
+    unsigned long i = 0;
+    while (i < len && s[i]) {
+        // The second byte is read only inside the budget.
+        i += (isG1(s[i]) && len - i >= 2 && isG1(s[i + 1])) ? 2 : 1;
+        ++count;
+    }
+    return count;
+}
+
+unsigned long VynCharSetConverterEUC_CN_KR::toUTF16(unsigned short* dst, void const* src,
+                                                    unsigned long dstUnits, ILLCHAR_OPTYPE op,
+                                                    bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    LookupTable<unsigned short> const* fwd = forwardTable();
+    auto const* s = static_cast<unsigned char const*>(src);
+    if (!fwd) {
+        dst[0] = 0;
+        if (illegal && s[0]) *illegal = true;
+        return 0;
+    }
+    unsigned long k = 0;
+    if (dstUnits == 0 || s[0] == 0) {
+        dst[0] = 0;
+        return 0;
+    }
+    unsigned long i = 0;
+    for (;;) {
+        unsigned char b = s[i];
+        unsigned short u = 0;
+        if (b <= 0x7E) {
+            u = b; // never 0: the loop ends at the terminator
+            i += 1;
+        } else if (isG1(b) && isG1(s[i + 1])) {
+            u = fwd->lookup(((b & 0x7Fu) << 8) | (s[i + 1] & 0x7Fu));
+            i += 2;
+        } else {
+            // DEL, C1, 0xFF, or a lead byte whose follower is no G1 byte (the
+            // terminator included): only this byte goes.
+            i += 1;
+        }
+        if (u == 0) {
+            if (illegal) *illegal = true;
+            if (op == ILLCHAR_STOP) break;
+            u = 0xFFFD;
+        }
+        dst[k++] = u;
+        if (maxSrc > 0 && i >= static_cast<unsigned long>(maxSrc)) break;
+        if (k >= dstUnits || s[i] == 0) break;
+    }
+    dst[k] = 0;
+    return k;
+}
+
+unsigned long VynCharSetConverterEUC_CN_KR::getNumBytes(unsigned short const* src,
+                                                        unsigned long len) {
+    if (!src || len == 0) return 0;
+    load();
+    LookupTable<unsigned short> const* rev = reverseTable();
+    if (!rev) return 0;
+    unsigned long n = 0;
+    // A finite length still stops at the terminator: nothing past it is read.
+    for (unsigned long i = 0; i < len && src[i]; ++i)
+        n += (src[i] > 0x7E && rev->lookup(src[i]) != 0) ? 2 : 1;
+    return n;
+}
+
+unsigned long VynCharSetConverterEUC_CN_KR::fromUTF16(void* dst, unsigned short const* src,
+                                                      unsigned long dstCap, ILLCHAR_OPTYPE op,
+                                                      bool* illegal) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    auto* d = static_cast<unsigned char*>(dst);
+    LookupTable<unsigned short> const* rev = reverseTable();
+    if (!rev) {
+        d[0] = 0;
+        if (illegal && src[0]) *illegal = true;
+        return 0;
+    }
+    unsigned long k = 0;
+    for (unsigned long i = 0; k < dstCap && src[i]; ++i) {
+        unsigned short u = src[i];
+        if (u <= 0x7E) {
+            d[k++] = static_cast<unsigned char>(u);
+            continue;
+        }
+        unsigned short code = rev->lookup(u);
+        if (code) {
+            if (dstCap - k < 2) break;
+            d[k++] = static_cast<unsigned char>((code >> 8) + 0x80);
+            d[k++] = static_cast<unsigned char>((code & 0xFF) + 0x80);
+            continue;
+        }
+        // Unmapped: DEL, every surrogate, everything outside the set.
+        if (illegal) *illegal = true;
+        if (op == ILLCHAR_STOP) break;
+        if (op == ILLCHAR_ESCAPE) {
+            if (dstCap - k < 6) break;
+            writeEscape(d + k, u);
+            k += 6;
+        } else {
+            d[k++] = '?';
+        }
+    }
+    d[k] = 0;
+    return k;
+}

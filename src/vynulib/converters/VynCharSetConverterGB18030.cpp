@@ -1,0 +1,314 @@
+// GB18030: ASCII and the two-byte area through the GBK map, the four-byte BMP
+// area through the range tables, the supplementary planes by arithmetic.
+//
+// One 32-bit key names a sequence: a one- or two-byte code as itself, a
+// four-byte sequence as its linear index plus 0x10000. Keys from 254536 on
+// (0x90 0x30 0x81 0x30) are code points plus 189000.
+#include <vynulib/converters/VynCharSetConverterMBCS.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include <vynulib/converters/LookupTable.h>
+#include <vynulib/converters/VynMutex.h>
+#include <vynulib/tables/VynTables.h>
+#include <vynulib/unicode/VynUChar.h>
+
+namespace {
+
+unsigned const kFourByteBase = 0x10000;    // 0x81 0x30 0x81 0x30
+unsigned const kSupplementaryKey = 254536; // 0x90 0x30 0x81 0x30 = U+10000
+unsigned const kKeyToScalar = 189000;      // key - scalar beyond the BMP
+unsigned const kKeyLimit = 1653136;        // one past 0xFE 0x39 0xFE 0x39
+unsigned const kDecodeIndexFloor = 0x8100;
+unsigned const kDecodeIndexTop = 0x19FFF;
+
+inline bool isDigit(unsigned char b) {
+    return b >= 0x30 && b <= 0x39;
+}
+inline bool isLead(unsigned char b) {
+    return b >= 0x81 && b <= 0xFE;
+}
+inline bool isTrail2(unsigned char b) {
+    return b >= 0x40 && b <= 0xFE && b != 0x7F;
+}
+inline bool isHigh(unsigned u) {
+    return u >= 0xD800 && u <= 0xDBFF;
+}
+inline bool isLow(unsigned u) {
+    return u >= 0xDC00 && u <= 0xDFFF;
+}
+
+inline unsigned fourByteKey(unsigned char const* p) {
+    return (p[0] * 10u + p[1]) * 1260u + p[2] * 10u + p[3] - 1621682u;
+}
+
+// From r on, the record that holds key, or null. The table ends with a zero
+// record, where the walk stops.
+sGBRange const* findRange(sGBRange const* r, unsigned key) {
+    while (r->first != 0 && r->last < key) ++r;
+    return (r->first != 0 && r->first <= key) ? r : nullptr;
+}
+
+// For each bucket, the last record whose first lies below the bucket's lowest
+// key (the first record when none does). Buckets above the first of the last
+// record get the last record, never the terminator.
+sGBRange const** buildIndex(sGBRange const* table, unsigned buckets, unsigned base, unsigned step) {
+    auto** index = new sGBRange const*[buckets];
+    sGBRange const* r = table->first != 0 ? table + 1 : table;
+    for (unsigned i = 0; i < buckets; ++i) {
+        unsigned k = base + step * i;
+        while (r->first != 0 && r->first < k) ++r;
+        index[i] = r == table ? table : r - 1;
+    }
+    return index;
+}
+
+void writeEscape(unsigned char* d, unsigned short u) {
+    char buf[8];
+    std::snprintf(buf, sizeof buf, "U+%04X", static_cast<unsigned>(u));
+    std::memcpy(d, buf, 6);
+}
+
+// One decoded character: its scalar value (0 when unconvertible), the bytes it
+// took, and whether the unconvertible case came from a multibyte form.
+struct Decoded {
+    unsigned value;
+    unsigned used;
+    bool multibyte;
+};
+
+} // namespace
+
+VynCharSetConverterGB18030::VynCharSetConverterGB18030(unsigned short const* table, VynCharSet cs)
+    : VynCharSetConverterMBCS(table, cs), m_pDecodeIndex(nullptr), m_pEncodeIndex(nullptr) {
+    pthread_mutex_init(&m_oRangeMutex, nullptr);
+}
+
+VynCharSetConverterGB18030::VynCharSetConverterGB18030(char const* name, VynCharSet cs)
+    : VynCharSetConverterMBCS(name, cs), m_pDecodeIndex(nullptr), m_pEncodeIndex(nullptr) {
+    pthread_mutex_init(&m_oRangeMutex, nullptr);
+}
+
+VynCharSetConverterGB18030::~VynCharSetConverterGB18030() {
+    delete[] m_pDecodeIndex.load();
+    delete[] m_pEncodeIndex.load();
+    pthread_mutex_destroy(&m_oRangeMutex);
+}
+
+void VynCharSetConverterGB18030::load() {
+    // The decoding index is published last: once it is there, so is the rest.
+    if (m_pDecodeIndex.load(std::memory_order_acquire)) return;
+    VynCharSetConverterMBCS::load(); // the base mutex, released before ours
+    VynMutexLock lock(&m_oRangeMutex);
+    if (m_pDecodeIndex.load(std::memory_order_relaxed)) return;
+    m_pEncodeIndex.store(buildIndex(oUni2GBRange, kEncodeBuckets, 0, 128),
+                         std::memory_order_release);
+    m_pDecodeIndex.store(buildIndex(oGB2UniRange, kDecodeBuckets, kDecodeIndexFloor, 256),
+                         std::memory_order_release);
+}
+
+sGBRange const* VynCharSetConverterGB18030::getGB2UniRange(unsigned int key) const {
+    sGBRange const** index = m_pDecodeIndex.load(std::memory_order_acquire);
+    // Before load, a search from the start finds the same record, only slower.
+    if (!index || key < kDecodeIndexFloor) return oGB2UniRange;
+    if (key > kDecodeIndexTop) key = kDecodeIndexTop;
+    return index[(key - kDecodeIndexFloor) >> 8];
+}
+
+sGBRange const* VynCharSetConverterGB18030::getUni2GBRange(unsigned int unit) const {
+    sGBRange const** index = m_pEncodeIndex.load(std::memory_order_acquire);
+    if (!index) return oUni2GBRange;
+    if (unit > 0xFFFF) unit = 0xFFFF;
+    return index[unit >> 7];
+}
+
+namespace {
+
+// Decodes the character at s (s[0] is not the terminator). avail is how many
+// bytes may be read from s; bytes past a terminator are never read.
+Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned short> const& fwd,
+                  unsigned char const* s, unsigned long avail) {
+    unsigned char b = s[0];
+    if (b < 0x81) return {fwd.lookup(b), 1, false};
+    if (b == 0xFF || avail < 2) return {0, 1, false};
+    unsigned char t = s[1];
+    if (isTrail2(t)) {
+        unsigned code = (static_cast<unsigned>(b) << 8) | t;
+        unsigned u = fwd.lookup(code);
+        if (!u) {
+            sGBRange const* r = findRange(cnv.getGB2UniRange(code), code);
+            if (r) u = r->target + (code - r->first);
+        }
+        return {u, 2, true};
+    }
+    if (isDigit(t) && avail >= 4 && isLead(s[2]) && isDigit(s[3])) {
+        unsigned key = fourByteKey(s);
+        unsigned v = 0;
+        if (key >= kSupplementaryKey) {
+            v = key - kKeyToScalar;
+            if (v > 0x10FFFF) v = 0;
+        } else {
+            sGBRange const* r = findRange(cnv.getGB2UniRange(key), key);
+            if (r) v = r->target + (key - r->first);
+        }
+        return {v, 4, true};
+    }
+    return {0, 1, true};
+}
+
+// The key that unit u (with lo after it, for a pair) encodes to; 0 when none.
+// *units gets 1 or 2.
+unsigned encodeKey(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned short> const& rev,
+                   unsigned short u, unsigned short lo, unsigned* units) {
+    *units = 1;
+    if (isHigh(u)) {
+        *units = 2;
+        return ((u - 0xD7C0u) << 10) + lo + 132680u; // scalar value + 189000
+    }
+    if (unsigned code = rev.lookup(u)) return code;
+    sGBRange const* r = findRange(cnv.getUni2GBRange(u), u);
+    return r ? r->target + (u - r->first) : 0;
+}
+
+inline unsigned keyBytes(unsigned key) {
+    return key <= 0xFF ? 1 : key < 0x10000 ? 2 : 4;
+}
+
+} // namespace
+
+unsigned long VynCharSetConverterGB18030::getNumUnits(void const* src, unsigned long len) {
+    if (!src || len == 0) return 0;
+    load();
+    LookupTable<unsigned short> const* fwd = forwardTable();
+    if (!fwd) return 0;
+    auto const* s = static_cast<unsigned char const*>(src);
+    if (len == static_cast<unsigned long>(-1)) len = std::strlen(reinterpret_cast<char const*>(s));
+    unsigned long count = 0;
+    unsigned long i = 0;
+    while (i < len && s[i]) {
+        // Only bytes inside the budget are looked at: a four-byte form needs
+        // all four of them there.
+        Decoded c = decodeOne(*this, *fwd, s + i, len - i);
+        i += c.used;
+        count += (c.value > VynUChar::UTF16_MAX) ? 2 : 1;
+    }
+    return count;
+}
+
+unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void const* src,
+                                                  unsigned long dstUnits, ILLCHAR_OPTYPE op,
+                                                  bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    auto const* s = static_cast<unsigned char const*>(src);
+    LookupTable<unsigned short> const* fwd = forwardTable();
+    if (!fwd) {
+        dst[0] = 0;
+        if (illegal && s[0]) *illegal = true;
+        return 0;
+    }
+    unsigned long k = 0;
+    if (dstUnits == 0 || s[0] == 0) {
+        dst[0] = 0;
+        return 0;
+    }
+    unsigned long i = 0;
+    for (;;) {
+        // No length is known: decodeOne reads a byte only after a nonzero one.
+        Decoded c = decodeOne(*this, *fwd, s + i, static_cast<unsigned long>(-1));
+        bool replaced = false;
+        if (c.value == 0) {
+            if (illegal) *illegal = true;
+            if (op == ILLCHAR_STOP) break;
+            dst[k++] = 0xFFFD;
+            replaced = c.multibyte;
+        } else if (c.value > VynUChar::UTF16_MAX) {
+            if (dstUnits - k < 2) break; // a pair is never split
+            dst[k++] = static_cast<unsigned short>((c.value >> 10) + 0xD7C0);
+            dst[k++] = static_cast<unsigned short>((c.value & 0x3FF) + 0xDC00);
+        } else {
+            dst[k++] = static_cast<unsigned short>(c.value);
+        }
+        i += c.used;
+        // After a replaced multibyte form the source limit is not looked at,
+        // as it always has been.
+        if (!replaced && maxSrc > 0 && i >= static_cast<unsigned long>(maxSrc)) break;
+        if (k >= dstUnits || s[i] == 0) break;
+    }
+    dst[k] = 0;
+    return k;
+}
+
+unsigned long VynCharSetConverterGB18030::getNumBytes(unsigned short const* src,
+                                                      unsigned long len) {
+    if (!src || len == 0) return 0;
+    load();
+    LookupTable<unsigned short> const* rev = reverseTable();
+    if (!rev) return 0;
+    unsigned long n = 0;
+    for (unsigned long i = 0; i < len && src[i];) {
+        unsigned short u = src[i];
+        // A high surrogate ends the count unless its low half follows inside
+        // the length: nothing past the length is read.
+        if (isHigh(u) && (len - i < 2 || !isLow(src[i + 1]))) break;
+        unsigned units = 1;
+        unsigned key = encodeKey(*this, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
+        n += (key == 0 || key >= kKeyLimit) ? 1 : keyBytes(key);
+        i += units;
+    }
+    return n;
+}
+
+unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short const* src,
+                                                    unsigned long dstCap, ILLCHAR_OPTYPE op,
+                                                    bool* illegal) {
+    if (!dst || !src) return 0;
+    load();
+    if (illegal) *illegal = false;
+    auto* d = static_cast<unsigned char*>(dst);
+    LookupTable<unsigned short> const* rev = reverseTable();
+    if (!rev) {
+        d[0] = 0;
+        if (illegal && src[0]) *illegal = true;
+        return 0;
+    }
+    unsigned long k = 0;
+    for (unsigned long i = 0; k < dstCap && src[i];) {
+        unsigned short u = src[i];
+        // A high surrogate without its low half ends the text here, with no
+        // flag and whatever the option: callers have always seen it so.
+        if (isHigh(u) && !isLow(src[i + 1])) break;
+        unsigned units = 1;
+        unsigned key = encodeKey(*this, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
+        unsigned long room = dstCap - k;
+        if (key != 0 && key < 0x10000) {
+            unsigned nb = keyBytes(key);
+            if (room < nb) break;
+            if (nb == 2) d[k++] = static_cast<unsigned char>(key >> 8);
+            d[k++] = static_cast<unsigned char>(key & 0xFF);
+        } else if (key != 0 && key < kKeyLimit) {
+            if (room < 4) break;
+            unsigned l = key - kFourByteBase;
+            d[k++] = static_cast<unsigned char>(l / 12600 + 0x81);
+            d[k++] = static_cast<unsigned char>((l / 1260) % 10 + 0x30);
+            d[k++] = static_cast<unsigned char>((l % 1260) / 10 + 0x81);
+            d[k++] = static_cast<unsigned char>(l % 10 + 0x30);
+        } else {
+            if (illegal) *illegal = true;
+            if (op == ILLCHAR_STOP) break;
+            if (op == ILLCHAR_ESCAPE) {
+                if (room < 6u * units) break;
+                writeEscape(d + k, u);
+                if (units == 2) writeEscape(d + k + 6, src[i + 1]);
+                k += 6 * units;
+            } else {
+                d[k++] = '?';
+            }
+        }
+        i += units;
+    }
+    d[k] = 0;
+    return k;
+}

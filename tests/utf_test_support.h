@@ -1,0 +1,67 @@
+// Small helpers for the Unicode converter tests: buffers with canaries behind
+// the usable room, and hex rendering for readable failures.
+#ifndef VYNULIB_TESTS_UTF_TEST_SUPPORT_H
+#define VYNULIB_TESTS_UTF_TEST_SUPPORT_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+// `usable` elements the converter may write (capacity plus terminator), then
+// a run of canaries that must survive every call.
+template <class T> class Guarded {
+public:
+    static constexpr T kCanary = static_cast<T>(0xA5A5A5A5u);
+    static constexpr size_t kSlack = 16;
+
+    explicit Guarded(size_t usable) : m_usable(usable), m_buf(usable + kSlack, kCanary) {}
+
+    T* data() { return m_buf.data(); }
+    T const& operator[](size_t i) const { return m_buf[i]; }
+    std::vector<T> head(size_t n) const { return std::vector<T>(m_buf.begin(), m_buf.begin() + n); }
+    bool canariesIntact() const {
+        for (size_t i = m_usable; i < m_buf.size(); ++i)
+            if (m_buf[i] != kCanary) return false;
+        return true;
+    }
+
+private:
+    size_t m_usable;
+    std::vector<T> m_buf;
+};
+
+template <class T> std::string hex(std::vector<T> const& v) {
+    std::string s;
+    char buf[16];
+    for (T x : v) {
+        std::snprintf(buf, sizeof buf, s.empty() ? "%X" : " %X", static_cast<unsigned>(x));
+        s += buf;
+    }
+    return s;
+}
+
+inline std::vector<unsigned char> bytesOf(std::string const& s) {
+    return std::vector<unsigned char>(s.begin(), s.end());
+}
+
+// A terminated UTF-16 source.
+inline std::vector<unsigned short> z16(std::vector<unsigned short> v) {
+    v.push_back(0);
+    return v;
+}
+
+// A tiny deterministic generator so that randomised tests repeat exactly.
+class Lcg {
+public:
+    explicit Lcg(unsigned long long seed) : m_s(seed) {}
+    unsigned int next() {
+        m_s = m_s * 6364136223846793005ULL + 1442695040888963407ULL;
+        return static_cast<unsigned int>(m_s >> 33);
+    }
+    unsigned int below(unsigned int n) { return next() % n; }
+
+private:
+    unsigned long long m_s;
+};
+
+#endif

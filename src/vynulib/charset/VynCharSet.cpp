@@ -222,11 +222,13 @@ CharSetConverterManager::CharSetConverterManager() : m_eDefaultCharSet(VYNCS_ISO
     // Render every name once now: later charSetToString calls then only read
     // the cached text, so concurrent callers never write the same string.
     for (auto& entry : m_oCharSetNameMap) entry.second.c_str(VYNCS_ISO_8859_1);
-    s_bRegistryReady.store(true, std::memory_order_release);
+    // Only the library's own registry switches the lookups over; a registry
+    // that a caller builds for itself must not.
+    if (this == &g_oCnvtMgr) s_bRegistryReady.store(true, std::memory_order_release);
 }
 
 CharSetConverterManager::~CharSetConverterManager() {
-    s_bRegistryReady.store(false, std::memory_order_release);
+    if (this == &g_oCnvtMgr) s_bRegistryReady.store(false, std::memory_order_release);
     for (auto& entry : m_oConverterMap) {
         if (!entry.second.m_bStatic && entry.second.m_pConverter != nullptr)
             delete entry.second.m_pConverter;

@@ -50,6 +50,10 @@ SbcsSet const kSets[] = {
     {"oKOI8Rmap", oKOI8Rmap, VYNCS_KOI8R},
 };
 
+void PrintTo(SbcsSet const& s, std::ostream* os) {
+    *os << s.name;
+}
+
 unsigned long const kAll = static_cast<unsigned long>(-1);
 unsigned short const kCanary16 = 0xBEEF;
 unsigned char const kCanary8 = 0xA5;

@@ -1,0 +1,441 @@
+// Double-byte converters: every single byte, every lead/trail pair and every
+// BMP unit (every scalar for Shift_JIS-2004) of the seven sets against the
+// reference data and lead-byte types, then buffer limits, surrogates and the
+// source limit on unterminated buffers.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <vynulib/converters/VynCharSetConverterMBCS.h>
+#include <vynulib/tables/VynTables.h>
+
+#include "converter_data.h"
+
+namespace {
+
+unsigned long const kAll = static_cast<unsigned long>(-1);
+unsigned short const kCanary16 = 0xBEEF;
+char const kCanary8 = '\x5A';
+
+struct DbcsSet {
+    char const* data; // mbcs/<data>.tsv
+    char const* typeName;
+    VynCharSet cs;
+    unsigned short const* map; // null for the extended form
+    sMBCSExTable const* exMap;
+    unsigned char const* type;
+};
+
+DbcsSet const kSets[] = {
+    {"oCP932map", "oCP932Type", VYNCS_WCP932, oCP932map, nullptr, oCP932Type},
+    {"oCP936map", "oCP936Type", VYNCS_WCP936, oCP936map, nullptr, oCP936Type},
+    {"oCP949map", "oCP949Type", VYNCS_WCP949, oCP949map, nullptr, oCP949Type},
+    {"oCP950map", "oCP950Type", VYNCS_WCP950, oCP950map, nullptr, oCP950Type},
+    {"oSHIFTJISmap", "oCP932Type", VYNCS_SHIFTJIS, oSHIFTJISmap, nullptr, oCP932Type},
+    {"oSJIS0213_2004map", "oCP932Type", VYNCS_SJIS0213, nullptr, oSJIS0213_2004map, oCP932Type},
+    {"oBIG5map", "oBig5Type", VYNCS_BIG5, oBIG5map, nullptr, oBig5Type},
+};
+
+void PrintTo(DbcsSet const& s, std::ostream* os) {
+    *os << s.data;
+}
+
+std::unique_ptr<VynCharSetConverter> make(DbcsSet const& s) {
+    if (s.exMap) return std::make_unique<VynCharSetConverterDBCSEx>(s.exMap, s.type, s.cs);
+    return std::make_unique<VynCharSetConverterDBCS>(s.map, s.type, s.cs);
+}
+
+std::unique_ptr<VynCharSetConverter> make(VynCharSet cs) {
+    for (DbcsSet const& s : kSets)
+        if (s.cs == cs) return make(s);
+    return nullptr;
+}
+
+// UTF-16 of a list of decoded characters, 0 standing for a bad one: U+FFFD for
+// it, or the output ends before it (stop).
+std::vector<unsigned short> utf16Of(std::vector<unsigned> const& chars, bool stop) {
+    std::vector<unsigned short> out;
+    for (unsigned c : chars) {
+        if (c == 0 && stop) break;
+        if (c == 0) c = 0xFFFD;
+        if (c > 0xFFFF) {
+            out.push_back(static_cast<unsigned short>(0xD800 + ((c - 0x10000) >> 10)));
+            out.push_back(static_cast<unsigned short>(0xDC00 + (c & 0x3FF)));
+        } else {
+            out.push_back(static_cast<unsigned short>(c));
+        }
+    }
+    return out;
+}
+
+std::vector<unsigned short> decode(VynCharSetConverter& c, std::string const& bytes,
+                                   ILLCHAR_OPTYPE op, bool* ill, int maxSrc = -1,
+                                   unsigned long room = 64) {
+    std::vector<unsigned short> out(room + 2, kCanary16);
+    unsigned long n = c.toUTF16(out.data(), bytes.c_str(), room, op, ill, maxSrc);
+    EXPECT_EQ(0, out.at(n)) << "terminator";
+    EXPECT_EQ(kCanary16, out[room + 1]) << "written past the room";
+    out.resize(n);
+    return out;
+}
+
+std::string encode(VynCharSetConverter& c, std::vector<unsigned short> units, ILLCHAR_OPTYPE op,
+                   bool* ill, unsigned long room = 64) {
+    units.push_back(0);
+    std::string out(room + 2, kCanary8);
+    unsigned long n = c.fromUTF16(&out[0], units.data(), room, op, ill);
+    EXPECT_EQ(0, out.at(n)) << "terminator";
+    EXPECT_EQ(kCanary8, out[room + 1]) << "written past the room";
+    out.resize(n);
+    return out;
+}
+
+class DbcsData : public ::testing::TestWithParam<DbcsSet> {
+protected:
+    void SetUp() override {
+        fwd.assign(0x10000, 0);
+        rev.assign(0x110000, 0);
+        for (MapRecord const& r : readMapData(std::string("mbcs/") + GetParam().data + ".tsv")) {
+            ASSERT_TRUE(r.code >= 1 && r.code <= 0xFFFF && r.unicode >= 1 && r.unicode <= 0x10FFFF);
+            fwd[r.code] = r.unicode;
+            rev[r.unicode] = r.code;
+            ++records;
+        }
+        ASSERT_GT(records, 0u) << "no data for " << GetParam().data;
+        type = readTypeTable(GetParam().typeName);
+        ASSERT_NE(0, type['A']) << "no lead-byte types for " << GetParam().typeName;
+        conv = make(GetParam());
+    }
+    bool lead(unsigned b) const { return (type[b] & 0x40) != 0; }
+    bool trail(unsigned b) const { return (type[b] & 0x80) != 0; }
+    // A byte seen alone before the terminator.
+    unsigned single(unsigned b) const { return lead(b) ? 0 : fwd[b]; }
+
+    void checkDecode(std::string const& bytes, std::vector<unsigned> const& chars) {
+        bool ill = false, bad = false;
+        for (unsigned ch : chars) bad |= ch == 0;
+        EXPECT_EQ(utf16Of(chars, false), decode(*conv, bytes, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(bad, ill);
+        EXPECT_EQ(utf16Of(chars, true), decode(*conv, bytes, ILLCHAR_STOP, &ill));
+        EXPECT_EQ(bad, ill);
+        EXPECT_EQ(utf16Of(chars, false).size(), conv->getNumUnits(bytes.c_str(), kAll));
+    }
+
+    void checkEncode(std::vector<unsigned short> const& units, unsigned scalar) {
+        unsigned code = rev[scalar];
+        std::string bytes;
+        if (code > 0xFF) bytes += static_cast<char>(code >> 8);
+        if (code) bytes += static_cast<char>(code & 0xFF);
+        std::string esc = units.size() == 2 ? escapeOf({units[0], units[1]}) : escapeOf({scalar});
+        bool ill = false;
+        ASSERT_EQ(code ? bytes : "?", encode(*conv, units, ILLCHAR_REPLACE, &ill)) << scalar;
+        EXPECT_EQ(code == 0, ill);
+        ASSERT_EQ(code ? bytes : esc, encode(*conv, units, ILLCHAR_ESCAPE, &ill)) << scalar;
+        ASSERT_EQ(code ? bytes : "", encode(*conv, units, ILLCHAR_STOP, &ill)) << scalar;
+        EXPECT_EQ(code == 0, ill);
+        std::vector<unsigned short> z(units);
+        z.push_back(0);
+        // A high surrogate just before the terminator is not counted at all
+        // where pairs are understood, though it encodes as '?'.
+        bool endsInHigh = GetParam().exMap && scalar >= 0xD800 && scalar <= 0xDBFF;
+        EXPECT_EQ(endsInHigh    ? 0u
+                  : code > 0xFF ? 2u
+                                : 1u,
+                  conv->getNumBytes(z.data(), kAll))
+            << scalar;
+    }
+
+    std::vector<unsigned> fwd, rev;
+    unsigned records = 0;
+    std::array<unsigned char, 256> type{};
+    std::unique_ptr<VynCharSetConverter> conv;
+};
+
+TEST_P(DbcsData, EveryByteAndPairDecodesAsTheDataSays) {
+    for (unsigned b = 1; b < 256; ++b) {
+        SCOPED_TRACE(b);
+        checkDecode(std::string(1, static_cast<char>(b)), {single(b)});
+        if (!lead(b)) continue;
+        for (unsigned t = 1; t < 256; ++t) {
+            SCOPED_TRACE(t);
+            std::string pair{static_cast<char>(b), static_cast<char>(t)};
+            // A lead byte without a trail byte is bad by itself, and the byte
+            // after it starts the next character.
+            if (trail(t))
+                checkDecode(pair, {fwd[b << 8 | t]});
+            else
+                checkDecode(pair, {0, single(t)});
+            if (HasFailure()) return;
+        }
+    }
+}
+
+TEST_P(DbcsData, EveryUnitEncodesAsTheDataSays) {
+    for (unsigned u = 1; u <= 0xFFFF; ++u) {
+        checkEncode({static_cast<unsigned short>(u)}, u);
+        if (HasFailure()) return;
+    }
+    if (!GetParam().exMap) return;
+    for (unsigned s = 0x10000; s <= 0x10FFFF; ++s) {
+        unsigned short hi = static_cast<unsigned short>(0xD800 + ((s - 0x10000) >> 10));
+        unsigned short lo = static_cast<unsigned short>(0xDC00 + (s & 0x3FF));
+        checkEncode({hi, lo}, s);
+        if (HasFailure()) return;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllSets, DbcsData, ::testing::ValuesIn(kSets),
+                         [](::testing::TestParamInfo<DbcsSet> const& i) {
+                             return std::string(i.param.data);
+                         });
+
+// --- particular sequences ------------------------------------------------------
+
+TEST(Dbcs, DecodeCases) {
+    struct Case {
+        VynCharSet cs;
+        char const* bytes;
+        std::vector<unsigned short> want;
+        bool ill;
+    } const cases[] = {
+        // 0x81 is no trail byte in 936: the first 0x81 is bad, the second leads.
+        {VYNCS_WCP936, "\x81\x81\x41", {0xFFFD, 0x4E04}, true},
+        // 0x80-0xA0 are no trail bytes in 936 either, though such codes encode.
+        {VYNCS_WCP936, "\x81\x80", {0xFFFD, 0x20AC}, true},
+        {VYNCS_WCP950, "\xA4\x40\x7F", {0x4E00, 0x001A}, false},
+        {VYNCS_BIG5, "\xA4\x40\xA1\x7F", {0x4E00, 0xFFFD, 0x007F}, true},
+        {VYNCS_WCP932, "\x87\x40", {0xFFFD}, true},
+        {VYNCS_SHIFTJIS, "\x87\x40", {0x2460}, false},
+        {VYNCS_SJIS0213, "a\x87\xA0z", {'a', 0xD840, 0xDC0B, 'z'}, false},
+        {VYNCS_SJIS0213, "\x5C\x7E", {0x00A5, 0x203E}, false},
+        {VYNCS_WCP932, "\x82", {0xFFFD}, true}, // lead byte before the terminator
+    };
+    for (Case const& k : cases) {
+        SCOPED_TRACE(k.bytes);
+        auto c = make(k.cs);
+        bool ill = !k.ill;
+        EXPECT_EQ(k.want, decode(*c, k.bytes, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(k.ill, ill);
+        EXPECT_EQ(k.want.size(), c->getNumUnits(k.bytes, kAll));
+    }
+}
+
+TEST(Dbcs, DecodeNeverSplitsACharacterOverTheRoom) {
+    struct Case {
+        VynCharSet cs;
+        char const* bytes;
+        unsigned long room;
+        std::vector<unsigned short> want;
+    } const cases[] = {
+        {VYNCS_WCP932, "\x82\xA0\x82\xA0", 0, {}},
+        {VYNCS_WCP932, "\x82\xA0\x82\xA0", 1, {0x3042}},
+        {VYNCS_WCP932, "\x82\xA0\x82\xA0", 3, {0x3042, 0x3042}},
+        // A pair needs two units of room; one left ends the conversion.
+        {VYNCS_SJIS0213, "a\x87\xA0z", 1, {'a'}},
+        {VYNCS_SJIS0213, "a\x87\xA0z", 2, {'a'}},
+        {VYNCS_SJIS0213, "\x87\xA0z", 1, {}},
+        {VYNCS_SJIS0213, "a\x87\xA0z", 3, {'a', 0xD840, 0xDC0B}},
+    };
+    for (Case const& k : cases) {
+        SCOPED_TRACE(k.room);
+        auto c = make(k.cs);
+        for (ILLCHAR_OPTYPE op : {ILLCHAR_STOP, ILLCHAR_REPLACE}) {
+            bool ill = true;
+            EXPECT_EQ(k.want, decode(*c, k.bytes, op, &ill, -1, k.room));
+            EXPECT_FALSE(ill);
+        }
+    }
+}
+
+TEST(Dbcs, SourceLimit) {
+    // A positive limit ends the conversion after the character that reaches
+    // it; 0 and negative values mean no limit. A lead byte in the last byte
+    // the limit allows is bad: its trail byte is never read.
+    struct Case {
+        int maxSrc;
+        std::vector<unsigned short> want;
+        bool ill;
+    } const cases[] = {
+        {-1, {0x3042, 'A', 0x3041}, false},
+        {0, {0x3042, 'A', 0x3041}, false},
+        {1, {0xFFFD}, true},
+        {2, {0x3042}, false},
+        {3, {0x3042, 'A'}, false},
+        {4, {0x3042, 'A', 0xFFFD}, true},
+        {5, {0x3042, 'A', 0x3041}, false},
+        {50, {0x3042, 'A', 0x3041}, false},
+    };
+    auto c = make(VYNCS_WCP932);
+    for (Case const& k : cases) {
+        SCOPED_TRACE(k.maxSrc);
+        bool ill = !k.ill;
+        EXPECT_EQ(k.want, decode(*c, "\x82\xA0\x41\x82\x9F", ILLCHAR_REPLACE, &ill, k.maxSrc));
+        EXPECT_EQ(k.ill, ill);
+    }
+}
+
+TEST(Dbcs, SourceLimitBoundsReadingOfUnterminatedBuffers) {
+    // Buffers of exactly len bytes with no terminator: nothing past them is
+    // read (the address sanitizer sees to that), and the count of units
+    // agrees with the conversion under the same limit.
+    unsigned x = 12345;
+    for (VynCharSet cs : {VYNCS_WCP932, VYNCS_WCP936, VYNCS_SJIS0213, VYNCS_WCP949}) {
+        auto c = make(cs);
+        for (int len = 1; len <= 12; ++len) {
+            for (int round = 0; round < 200; ++round) {
+                std::unique_ptr<unsigned char[]> buf(new unsigned char[len]);
+                for (int i = 0; i < len; ++i) {
+                    x = x * 1103515245u + 12345u;
+                    // Mostly lead bytes, so that characters straddle the end.
+                    unsigned v = (x >> 16) & 0xFF;
+                    buf[i] = static_cast<unsigned char>((x & 0x100) ? 0x81 + v % 0x1F : v | 1);
+                }
+                std::vector<unsigned short> out(2 * len + 1);
+                unsigned long n =
+                    c->toUTF16(out.data(), buf.get(), 2 * len, ILLCHAR_REPLACE, nullptr, len);
+                ASSERT_EQ(c->getNumUnits(buf.get(), len), n) << cs << " len " << len;
+                ASSERT_EQ(0, out[n]);
+            }
+        }
+    }
+}
+
+TEST(Dbcs, EncodeCases) {
+    struct Case {
+        VynCharSet cs;
+        std::vector<unsigned short> units;
+        ILLCHAR_OPTYPE op;
+        unsigned long room;
+        std::string want;
+        bool ill;
+    } const cases[] = {
+        {VYNCS_WCP936, {0x4E96}, ILLCHAR_REPLACE, 9, "\x81\x81", false},
+        // Room: a two-byte code is written whole or not at all.
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 0, "", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 1, "", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 2, "\x82\xA0", false},
+        {VYNCS_WCP932,
+         {0x3042, 'A', 0x3042},
+         ILLCHAR_REPLACE,
+         3,
+         "\x82\xA0"
+         "A",
+         false},
+        {VYNCS_WCP932,
+         {0x3042, 'A', 0x3042},
+         ILLCHAR_REPLACE,
+         4,
+         "\x82\xA0"
+         "A",
+         false},
+        {VYNCS_WCP932,
+         {0x3042, 'A', 0x3042},
+         ILLCHAR_REPLACE,
+         5,
+         "\x82\xA0"
+         "A\x82\xA0",
+         false},
+        // U+20AC has no code in 932; an escape is never cut.
+        {VYNCS_WCP932, {0x20AC}, ILLCHAR_ESCAPE, 5, "", true},
+        {VYNCS_WCP932, {'A', 0x20AC}, ILLCHAR_ESCAPE, 6, "A", true},
+        {VYNCS_WCP932, {'A', 0x20AC}, ILLCHAR_ESCAPE, 7, "AU+20AC", true},
+        {VYNCS_WCP932, {'A', 0x20AC, 'B'}, ILLCHAR_STOP, 9, "A", true},
+        {VYNCS_WCP932, {'A', 0x20AC, 'B'}, static_cast<ILLCHAR_OPTYPE>(9), 9, "A?B", true},
+        // BMP-only sets take surrogates one unit at a time.
+        {VYNCS_WCP932, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 9, "??", true},
+        // Shift_JIS-2004: pairs, unmapped pairs, lone surrogates.
+        {VYNCS_SJIS0213, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 1, "", false},
+        {VYNCS_SJIS0213, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 2, "\x87\xA0", false},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00, 'A'}, ILLCHAR_REPLACE, 9, "?A", true},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, ILLCHAR_ESCAPE, 11, "", true},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, ILLCHAR_ESCAPE, 12, "U+D83DU+DE00", true},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, ILLCHAR_REPLACE, 9, "?A", true},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, ILLCHAR_ESCAPE, 9, "U+D800A", true},
+        {VYNCS_SJIS0213, {0xD800, 0xD840, 0xDC0B}, ILLCHAR_REPLACE, 9, "?\x87\xA0", true},
+        {VYNCS_SJIS0213, {'A', 0xD800}, ILLCHAR_REPLACE, 9, "A?", true},
+        {VYNCS_SJIS0213, {0xDC0B, 'A'}, ILLCHAR_ESCAPE, 9, "U+DC0BA", true},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, ILLCHAR_STOP, 9, "", true},
+    };
+    for (Case const& k : cases) {
+        SCOPED_TRACE(k.want);
+        SCOPED_TRACE(k.room);
+        auto c = make(k.cs);
+        bool ill = !k.ill;
+        EXPECT_EQ(k.want, encode(*c, k.units, k.op, &ill, k.room));
+        EXPECT_EQ(k.ill, ill);
+    }
+}
+
+TEST(Dbcs, ByteCounts) {
+    // An unmapped unit counts the one byte of '?' whatever the later
+    // conversion does; a pair counts as one character.
+    struct Case {
+        VynCharSet cs;
+        std::vector<unsigned short> units;
+        unsigned long len;
+        unsigned long want;
+    } const cases[] = {
+        {VYNCS_WCP932, {0x3042, 0x20AC, 'A'}, kAll, 4},
+        {VYNCS_WCP932, {0x3042, 0x20AC, 'A'}, 1, 2},
+        {VYNCS_WCP932, {0xD840, 0xDC0B}, kAll, 2},
+        {VYNCS_SJIS0213, {0xD840, 0xDC0B, 'A'}, kAll, 3},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, kAll, 1},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, kAll, 2},
+        // A high surrogate at the end adds nothing: before the terminator, and
+        // as the last unit the length allows (its partner is not read).
+        {VYNCS_SJIS0213, {'A', 0xD800}, kAll, 1},
+        {VYNCS_SJIS0213, {'A', 0xD840, 0xDC0B}, 2, 1},
+        {VYNCS_SJIS0213, {0x3042, 0, 'A'}, kAll, 2},
+        {VYNCS_SJIS0213, {0x3042, 'A'}, 0, 0},
+    };
+    for (Case const& k : cases) {
+        auto c = make(k.cs);
+        std::vector<unsigned short> z(k.units);
+        z.push_back(0);
+        EXPECT_EQ(k.want, c->getNumBytes(z.data(), k.len)) << k.cs << " len " << k.len;
+    }
+}
+
+TEST(Dbcs, NullPointersAndInstancesWithoutMap) {
+    VynCharSetConverterDBCS named("cp932.map", oCP932Type, VYNCS_WCP932);
+    VynCharSetConverterDBCSEx namedEx("sjis2004.map", oCP932Type, VYNCS_SJIS0213);
+    auto real = make(VYNCS_WCP932);
+    auto realEx = make(VYNCS_SJIS0213);
+    unsigned short const w[] = {'A', 0x3042, 0};
+    VynCharSetConverter* const all[] = {&named, &namedEx, real.get(), realEx.get()};
+    for (VynCharSetConverter* c : all) {
+        bool hasMap = c == real.get() || c == realEx.get();
+        unsigned short u16[4] = {kCanary16, kCanary16, kCanary16, kCanary16};
+        char b[4] = {kCanary8, kCanary8, kCanary8, kCanary8};
+        bool ill = true;
+        EXPECT_EQ(0u, c->toUTF16(u16, nullptr, 3, ILLCHAR_REPLACE, &ill, -1));
+        EXPECT_EQ(0u, c->toUTF16(nullptr, "A", 3, ILLCHAR_REPLACE, &ill, -1));
+        EXPECT_EQ(0u, c->fromUTF16(b, nullptr, 3, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(0u, c->fromUTF16(nullptr, w, 3, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(kCanary16, u16[0]);
+        EXPECT_EQ(kCanary8, b[0]);
+        EXPECT_EQ(0u, c->getNumUnits(nullptr, kAll));
+        EXPECT_EQ(0u, c->getNumUnits("A", 0));
+        EXPECT_EQ(0u, c->getNumBytes(nullptr, kAll));
+
+        // Empty source or no room: a lone terminator.
+        EXPECT_EQ(0u, c->toUTF16(u16, "", 3, ILLCHAR_REPLACE, &ill, -1));
+        EXPECT_EQ(0, u16[0]);
+        EXPECT_EQ(0u, c->fromUTF16(b, w, 0, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(0, b[0]);
+
+        // Without a map nothing converts, cleanly; with one it does.
+        u16[0] = kCanary16;
+        EXPECT_EQ(hasMap ? 2u : 0u, c->toUTF16(u16, "A\x82\xA0", 3, ILLCHAR_REPLACE, &ill, -1));
+        EXPECT_FALSE(ill);
+        EXPECT_EQ(hasMap ? 3u : 0u, c->fromUTF16(b, w, 3, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(hasMap ? 2u : 0u, c->getNumUnits("A\x82\xA0", kAll));
+        EXPECT_EQ(hasMap ? 3u : 0u, c->getNumBytes(w, kAll));
+        EXPECT_EQ(0, hasMap ? u16[2] : u16[0]);
+        EXPECT_EQ(0, hasMap ? b[3] : b[0]);
+    }
+}
+
+} // namespace

@@ -1,0 +1,553 @@
+// GB18030 against the reference data files: every one- and two-byte form,
+// every four-byte form of the BMP area, the supplementary planes, every UTF-16
+// unit and every scalar value beyond the BMP; then the edges callers see.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <vynulib/converters/VynCharSetConverterMBCS.h>
+#include <vynulib/tables/VynTables.h>
+
+#include "converter_data.h"
+#include "utf_test_support.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+using Units = std::vector<unsigned short>;
+
+ILLCHAR_OPTYPE const kOps[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
+
+struct Range {
+    unsigned first, last, target;
+};
+
+std::vector<Range> readRanges(std::string const& rel) {
+    std::vector<Range> out;
+    std::ifstream in(dataPath(rel));
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream f(line);
+        Range r{};
+        f >> std::hex >> r.first >> r.last >> r.target;
+        if (f) out.push_back(r);
+    }
+    return out;
+}
+
+struct Decoded {
+    Units units;
+    bool flag;
+};
+struct Encoded {
+    Bytes bytes;
+    bool flag;
+};
+
+Decoded decode(VynCharSetConverter& c, Bytes src, ILLCHAR_OPTYPE op, unsigned long room = 16,
+               int maxSrc = -1) {
+    src.push_back(0);
+    Units dst(room + 1, 0xBEEF);
+    bool flag = false;
+    unsigned long n = c.toUTF16(dst.data(), src.data(), room, op, &flag, maxSrc);
+    EXPECT_LE(n, room);
+    if (n > room) n = room;
+    EXPECT_EQ(dst[n], 0);
+    return {Units(dst.begin(), dst.begin() + n), flag};
+}
+
+Encoded encode(VynCharSetConverter& c, Units src, ILLCHAR_OPTYPE op, unsigned long room = 32) {
+    src.push_back(0);
+    Bytes dst(room + 1, 0xEE);
+    bool flag = false;
+    unsigned long n = c.fromUTF16(dst.data(), src.data(), room, op, &flag);
+    EXPECT_LE(n, room);
+    if (n > room) n = room;
+    EXPECT_EQ(dst[n], 0);
+    return {Bytes(dst.begin(), dst.begin() + n), flag};
+}
+
+// One character decoded to scalar value v (0: unconvertible).
+::testing::AssertionResult decodesTo(Decoded const& got, unsigned v, ILLCHAR_OPTYPE op) {
+    Units want;
+    if (v > 0xFFFF)
+        want = {Units::value_type(0xD800 + ((v - 0x10000) >> 10)),
+                Units::value_type(0xDC00 + (v & 0x3FF))};
+    else if (v)
+        want = {Units::value_type(v)};
+    else if (op != ILLCHAR_STOP)
+        want = {0xFFFD};
+    if (got.units != want || got.flag != (v == 0))
+        return ::testing::AssertionFailure() << "got [" << hex(got.units) << "] flag " << got.flag
+                                             << ", want [" << hex(want) << "] (op " << op << ")";
+    return ::testing::AssertionSuccess();
+}
+
+::testing::AssertionResult encodesTo(Encoded const& got, Bytes const& mapped, Units const& src,
+                                     ILLCHAR_OPTYPE op) {
+    Bytes want = mapped;
+    if (mapped.empty() && op == ILLCHAR_REPLACE) want = {'?'};
+    if (mapped.empty() && op == ILLCHAR_ESCAPE)
+        want = bytesOf(src.size() == 2 ? escapeOf({src[0], src[1]}) : escapeOf({src[0]}));
+    if (got.bytes != want || got.flag != mapped.empty())
+        return ::testing::AssertionFailure()
+               << "[" << hex(src) << "]: got [" << hex(got.bytes) << "] flag " << got.flag
+               << ", want [" << hex(want) << "] (op " << op << ")";
+    return ::testing::AssertionSuccess();
+}
+
+// Everything the data says, plus the byte form of each four-byte index of the
+// BMP area, found by walking the byte space in order rather than by formula.
+class Gb18030 : public ::testing::Test {
+protected:
+    static constexpr unsigned kBmpFourByteKeys = 15 * 12600; // 0x81..0x8F leads
+
+    static void SetUpTestSuite() {
+        d = new Data;
+        for (auto const& r : readMapData("gb18030/oGBKmap.tsv")) {
+            d->fwd[r.code] = r.unicode;
+            d->rev[r.unicode] = r.code;
+        }
+        d->gb2uni = readRanges("gb18030/oGB2UniRange.tsv");
+        d->uni2gb = readRanges("gb18030/oUni2GBRange.tsv");
+        d->keyValue.assign(kBmpFourByteKeys, 0);
+        for (auto const& r : d->gb2uni)
+            for (unsigned k = r.first; k <= r.last; ++k) {
+                if (k < 0x10000)
+                    d->rangeTwoByte[k] = r.target + (k - r.first);
+                else if (k - 0x10000 < kBmpFourByteKeys)
+                    d->keyValue[k - 0x10000] = r.target + (k - r.first);
+            }
+        for (auto const& r : d->uni2gb)
+            for (unsigned u = r.first; u <= r.last; ++u) d->unitKey[u] = r.target + (u - r.first);
+        for (unsigned b1 = 0x81; b1 <= 0x8F; ++b1)
+            for (unsigned b2 = 0x30; b2 <= 0x39; ++b2)
+                for (unsigned b3 = 0x81; b3 <= 0xFE; ++b3)
+                    for (unsigned b4 = 0x30; b4 <= 0x39; ++b4)
+                        d->keyBytes.push_back({Bytes::value_type(b1), Bytes::value_type(b2),
+                                               Bytes::value_type(b3), Bytes::value_type(b4)});
+    }
+    static void TearDownTestSuite() {
+        delete d;
+        d = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_EQ(d->fwd.size(), 24067u);
+        ASSERT_EQ(d->gb2uni.size(), 265u);
+        ASSERT_EQ(d->uni2gb.size(), 265u);
+    }
+
+    // Two-byte code or four-byte key of unit u by the data; 0 when none.
+    static unsigned keyOf(unsigned u) {
+        auto it = d->rev.find(u);
+        if (it != d->rev.end()) return it->second;
+        auto jt = d->unitKey.find(u);
+        return jt == d->unitKey.end() ? 0 : jt->second;
+    }
+    static Bytes bytesOfKey(unsigned key) {
+        if (key <= 0xFF) return {Bytes::value_type(key)};
+        if (key < 0x10000) return {Bytes::value_type(key >> 8), Bytes::value_type(key & 0xFF)};
+        return d->keyBytes.at(key - 0x10000);
+    }
+    // Four bytes of a scalar value beyond the BMP: linear from 0x90 0x30 0x81 0x30.
+    static Bytes supplementaryBytes(unsigned v) {
+        unsigned l = v - 0x10000;
+        return {Bytes::value_type(0x90 + l / 12600), Bytes::value_type(0x30 + l / 1260 % 10),
+                Bytes::value_type(0x81 + l / 10 % 126), Bytes::value_type(0x30 + l % 10)};
+    }
+
+    struct Data {
+        std::map<unsigned, unsigned> fwd, rev, rangeTwoByte, unitKey;
+        std::vector<Range> gb2uni, uni2gb;
+        std::vector<unsigned> keyValue;
+        std::vector<Bytes> keyBytes;
+    };
+    static Data* d;
+    VynCharSetConverterGB18030 cnv{oGBKmap, VYNCS_GB18030};
+};
+Gb18030::Data* Gb18030::d = nullptr;
+
+TEST_F(Gb18030, EverySingleByteDecodes) {
+    // 0x80 and 0xFF are no characters; a lead before the end is cut.
+    for (unsigned b = 1; b <= 0xFF; ++b) {
+        auto it = d->fwd.find(b);
+        for (ILLCHAR_OPTYPE op : kOps)
+            EXPECT_TRUE(decodesTo(decode(cnv, {Bytes::value_type(b)}, op),
+                                  it == d->fwd.end() ? 0 : it->second, op))
+                << std::hex << b;
+    }
+}
+
+TEST_F(Gb18030, EveryTwoByteFormDecodesAsTheData) {
+    for (unsigned b = 0x81; b <= 0xFE; ++b)
+        for (unsigned t = 0x40; t <= 0xFE; ++t) {
+            unsigned code = (b << 8) | t;
+            unsigned v = 0;
+            if (d->fwd.count(code))
+                v = d->fwd[code];
+            else if (d->rangeTwoByte.count(code))
+                v = d->rangeTwoByte[code];
+            Bytes src = {Bytes::value_type(b), Bytes::value_type(t)};
+            for (ILLCHAR_OPTYPE op : kOps) {
+                // Trail 0x7F is no trail: only the first character is compared.
+                Decoded got = decode(cnv, src, op, t == 0x7F ? 1 : 16);
+                ASSERT_TRUE(decodesTo(got, t == 0x7F ? 0 : v, op)) << std::hex << code;
+            }
+        }
+}
+
+// All four-byte forms with leads 0x81 to 0x8F: the BMP area by the ranges,
+// the rest up to the supplementary planes unconvertible, four bytes each.
+TEST_F(Gb18030, EveryBmpAreaFourByteFormDecodesAsTheData) {
+    unsigned mapped = 0;
+    for (unsigned i = 0; i < kBmpFourByteKeys; ++i) {
+        unsigned v = d->keyValue[i];
+        mapped += v != 0;
+        ILLCHAR_OPTYPE ops[] = {ILLCHAR_REPLACE, kOps[i % 3]};
+        for (ILLCHAR_OPTYPE op : ops)
+            ASSERT_TRUE(decodesTo(decode(cnv, d->keyBytes[i], op), v, op)) << hex(d->keyBytes[i]);
+    }
+    EXPECT_EQ(mapped, 0x199FCu - 0x10000u); // up to 0x84 0x31 0xA4 0x39
+}
+
+TEST_F(Gb18030, SupplementaryFourByteFormsDecode) {
+    unsigned char const thirds[] = {0x81, 0x82, 0xA4, 0xC0, 0xFD, 0xFE};
+    for (unsigned b1 = 0x90; b1 <= 0xFE; ++b1)
+        for (unsigned b2 = 0x30; b2 <= 0x39; ++b2)
+            for (unsigned char b3 : thirds)
+                for (unsigned b4 = 0x30; b4 <= 0x39; ++b4) {
+                    unsigned v = 0x10000 + (b1 - 0x90) * 12600 + (b2 - 0x30) * 1260 +
+                                 (b3 - 0x81) * 10 + (b4 - 0x30);
+                    if (v > 0x10FFFF) v = 0;
+                    Bytes src = {Bytes::value_type(b1), Bytes::value_type(b2), b3,
+                                 Bytes::value_type(b4)};
+                    for (ILLCHAR_OPTYPE op : kOps)
+                        ASSERT_TRUE(decodesTo(decode(cnv, src, op), v, op)) << hex(src);
+                }
+}
+
+TEST_F(Gb18030, EveryBmpUnitEncodesAsTheData) {
+    for (unsigned u = 1; u <= 0xFFFF; ++u) {
+        Units src = {Units::value_type(u)};
+        if (u >= 0xD800 && u <= 0xDBFF) {
+            // A high surrogate with no low half ends the text, unflagged.
+            for (ILLCHAR_OPTYPE op : kOps) {
+                Encoded e = encode(cnv, src, op);
+                ASSERT_TRUE(e.bytes.empty() && !e.flag) << std::hex << u;
+            }
+            continue;
+        }
+        unsigned key = keyOf(u);
+        Bytes want = key ? bytesOfKey(key) : Bytes();
+        for (ILLCHAR_OPTYPE op : kOps) ASSERT_TRUE(encodesTo(encode(cnv, src, op), want, src, op));
+    }
+}
+
+TEST_F(Gb18030, EverySupplementaryScalarRoundTrips) {
+    for (unsigned v = 0x10000; v <= 0x10FFFF; ++v) {
+        Units src = {Units::value_type(0xD800 + ((v - 0x10000) >> 10)),
+                     Units::value_type(0xDC00 + (v & 0x3FF))};
+        Bytes want = supplementaryBytes(v);
+        ASSERT_TRUE(encodesTo(encode(cnv, src, ILLCHAR_STOP), want, src, ILLCHAR_STOP));
+        ASSERT_TRUE(decodesTo(decode(cnv, want, ILLCHAR_STOP), v, ILLCHAR_STOP));
+    }
+}
+
+// The range index gives, for every key and every unit, a record from which the
+// search finds what a search from the start finds, and never the terminator.
+TEST_F(Gb18030, RangeIndexesAgreeWithAFullSearch) {
+    cnv.load();
+    auto search = [](sGBRange const* r, unsigned key) -> sGBRange const* {
+        while (r->first != 0 && r->last < key) ++r;
+        return r->first != 0 && r->first <= key ? r : nullptr;
+    };
+    sGBRange const* lastDec = oGB2UniRange + 264;
+    sGBRange const* lastEnc = oUni2GBRange + 264;
+    ASSERT_EQ(lastDec[1].first, 0u);
+    std::vector<unsigned> keys;
+    for (unsigned k = 0; k <= 0x1A100; ++k) keys.push_back(k);
+    for (unsigned k : {254535u, 254536u, 1653135u, 0xFFFFFFFFu}) keys.push_back(k);
+    for (unsigned k : keys) {
+        sGBRange const* start = cnv.getGB2UniRange(k);
+        ASSERT_TRUE(start >= oGB2UniRange && start <= lastDec) << std::hex << k;
+        ASSERT_EQ(search(start, k), search(oGB2UniRange, k)) << std::hex << k;
+    }
+    for (unsigned u = 0; u <= 0xFFFF; ++u) {
+        sGBRange const* start = cnv.getUni2GBRange(u);
+        ASSERT_TRUE(start >= oUni2GBRange && start <= lastEnc) << std::hex << u;
+        ASSERT_EQ(search(start, u), search(oUni2GBRange, u)) << std::hex << u;
+    }
+}
+
+TEST_F(Gb18030, Decoding) {
+    struct {
+        char const* what;
+        Bytes src;
+        ILLCHAR_OPTYPE op;
+        unsigned long room;
+        int maxSrc;
+        Units want;
+        bool flag;
+    } const cases[] = {
+        {"first four-byte form", {0x81, 0x30, 0x81, 0x30}, ILLCHAR_REPLACE, 8, -1, {0x80}, false},
+        {"last of the BMP", {0x84, 0x31, 0xA4, 0x39}, ILLCHAR_REPLACE, 8, -1, {0xFFFF}, false},
+        {"first beyond the BMP",
+         {0x90, 0x30, 0x81, 0x30},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xD800, 0xDC00},
+         false},
+        {"last scalar value",
+         {0xE3, 0x32, 0x9A, 0x35},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xDBFF, 0xDFFF},
+         false},
+        {"past the last scalar value",
+         {0xE3, 0x32, 0x9A, 0x36, 0x41},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xFFFD, 0x41},
+         true},
+        {"euro sign", {0xA2, 0xE3}, ILLCHAR_REPLACE, 8, -1, {0x20AC}, false},
+        {"gap after the BMP area takes four bytes",
+         {0x84, 0x31, 0xA5, 0x30, 0x41},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xFFFD, 0x41},
+         true},
+        {"bad third byte: only the lead goes",
+         {0x81, 0x30, 0x41},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xFFFD, 0x30, 0x41},
+         true},
+        {"bad fourth byte",
+         {0x81, 0x30, 0x81, 0x41},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xFFFD, 0x30, 0x4E02},
+         true},
+        {"cut four-byte form",
+         {0x81, 0x30, 0x81},
+         ILLCHAR_REPLACE,
+         8,
+         -1,
+         {0xFFFD, 0x30, 0xFFFD},
+         true},
+        {"0x80 and 0xFF", {0x80, 0xFF, 0x41}, ILLCHAR_REPLACE, 8, -1, {0xFFFD, 0xFFFD, 0x41}, true},
+        {"stop before the bad byte", {0x41, 0xFF, 0x42}, ILLCHAR_STOP, 8, -1, {0x41}, true},
+        {"pair needs two units of room",
+         {0x41, 0x90, 0x30, 0x81, 0x30},
+         ILLCHAR_REPLACE,
+         2,
+         -1,
+         {0x41},
+         false},
+        {"pair with no room at all", {0x90, 0x30, 0x81, 0x30}, ILLCHAR_REPLACE, 1, -1, {}, false},
+        {"limit after a whole four-byte form",
+         {0x81, 0x30, 0x81, 0x30, 0x41},
+         ILLCHAR_REPLACE,
+         8,
+         1,
+         {0x80},
+         false},
+        // The source limit is not looked at right after a replaced multibyte
+        // form, only after the next character.
+        {"limit skipped after a bad lead",
+         {0x81, 0x30, 0x41, 0x42},
+         ILLCHAR_REPLACE,
+         8,
+         1,
+         {0xFFFD, 0x30},
+         true},
+        {"limit skipped after an unmapped four-byte form",
+         {0x84, 0x31, 0xA5, 0x30, 0x41, 0x42},
+         ILLCHAR_REPLACE,
+         8,
+         2,
+         {0xFFFD, 0x41},
+         true},
+        {"limit kept after a bad single byte",
+         {0x80, 0x41, 0x42},
+         ILLCHAR_REPLACE,
+         8,
+         1,
+         {0xFFFD},
+         true},
+        {"limit 0 is no limit", {0x41, 0x42}, ILLCHAR_REPLACE, 8, 0, {0x41, 0x42}, false},
+    };
+    for (auto const& k : cases) {
+        Decoded got = decode(cnv, k.src, k.op, k.room, k.maxSrc);
+        EXPECT_EQ(hex(got.units), hex(k.want)) << k.what;
+        EXPECT_EQ(got.flag, k.flag) << k.what;
+    }
+}
+
+TEST_F(Gb18030, Encoding) {
+    struct {
+        char const* what;
+        Units src;
+        ILLCHAR_OPTYPE op;
+        unsigned long room;
+        std::string want;
+        bool flag;
+    } const cases[] = {
+        {"U+0080", {0x80}, ILLCHAR_REPLACE, 8, "\x81\x30\x81\x30", false},
+        {"U+FFFF", {0xFFFF}, ILLCHAR_REPLACE, 8, "\x84\x31\xA4\x39", false},
+        {"U+10000", {0xD800, 0xDC00}, ILLCHAR_REPLACE, 8, "\x90\x30\x81\x30", false},
+        {"U+10FFFF", {0xDBFF, 0xDFFF}, ILLCHAR_REPLACE, 8, "\xE3\x32\x9A\x35", false},
+        {"euro sign", {0x20AC}, ILLCHAR_REPLACE, 8, "\xA2\xE3", false},
+        {"high surrogate then A ends the text",
+         {0x42, 0xD800, 0x41},
+         ILLCHAR_REPLACE,
+         8,
+         "B",
+         false},
+        {"same when escaping", {0xD800, 0x41}, ILLCHAR_ESCAPE, 32, "", false},
+        {"two high surrogates", {0xD800, 0xD800, 0xDC00}, ILLCHAR_REPLACE, 8, "", false},
+        {"lone low surrogate", {0xDC00, 0x41}, ILLCHAR_REPLACE, 8, "?A", true},
+        {"lone low surrogate escaped", {0xDC00}, ILLCHAR_ESCAPE, 8, "U+DC00", true},
+        {"escape needs six bytes", {0x41, 0xDC00}, ILLCHAR_ESCAPE, 6, "A", true},
+        {"stop at the lone low surrogate", {0x41, 0xDC00, 0x42}, ILLCHAR_STOP, 8, "A", true},
+        {"four bytes need four of room", {0x41, 0x80}, ILLCHAR_REPLACE, 4, "A", false},
+        {"pair needs four of room", {0x41, 0xD800, 0xDC00}, ILLCHAR_REPLACE, 4, "A", false},
+        {"two bytes need two of room", {0x41, 0x4E02}, ILLCHAR_REPLACE, 2, "A", false},
+    };
+    for (auto const& k : cases) {
+        Encoded got = encode(cnv, k.src, k.op, k.room);
+        EXPECT_EQ(hex(got.bytes), hex(bytesOf(k.want))) << k.what;
+        EXPECT_EQ(got.flag, k.flag) << k.what;
+    }
+}
+
+// Room 0 to 4 around two-byte, four-byte and two-unit characters: nothing is
+// written past the room plus the terminator, nothing is split.
+TEST_F(Gb18030, RoomAroundMultibyteCharacters) {
+    Units const wide = {0x41, 0x4E02, 0xD800, 0xDC00, 0x80, 0};
+    unsigned long const wantBytes[] = {0, 1, 1, 3, 3, 3, 3, 7, 7, 7, 7, 11};
+    for (unsigned long room = 0; room < 12; ++room) {
+        Guarded<unsigned char> b(room + 1);
+        EXPECT_EQ(cnv.fromUTF16(b.data(), wide.data(), room, ILLCHAR_REPLACE, nullptr),
+                  wantBytes[room])
+            << room;
+        EXPECT_EQ(b[wantBytes[room]], 0);
+        EXPECT_TRUE(b.canariesIntact()) << room;
+    }
+    Bytes const narrow = {0x41, 0x81, 0x40, 0x90, 0x30, 0x81, 0x30, 0x81, 0x30, 0x81, 0x30, 0};
+    unsigned long const wantUnits[] = {0, 1, 2, 2, 4, 5, 5};
+    for (unsigned long room = 0; room < 7; ++room) {
+        Guarded<unsigned short> u(room + 1);
+        EXPECT_EQ(cnv.toUTF16(u.data(), narrow.data(), room, ILLCHAR_REPLACE, nullptr, -1),
+                  wantUnits[room])
+            << room;
+        EXPECT_EQ(u[wantUnits[room]], 0);
+        EXPECT_TRUE(u.canariesIntact()) << room;
+    }
+}
+
+TEST_F(Gb18030, CountsMatchConversions) {
+    unsigned char const pool[] = {0x41, 0x30, 0x39, 0x40, 0x7F, 0x80, 0x81, 0x84, 0x90,
+                                  0xA2, 0xA5, 0xE3, 0xE4, 0xFE, 0xFF, 0x32, 0x9A};
+    unsigned short const wpool[] = {0x41,   0x80,   0xA5,   0x20AC, 0x4E02, 0xE5E5,
+                                    0xFFFF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xFFFD};
+    Lcg rng(54936);
+    for (int round = 0; round < 20000; ++round) {
+        Bytes s(1 + rng.below(12));
+        for (auto& x : s) x = rng.below(5) ? pool[rng.below(sizeof pool)] : 1 + rng.below(255);
+        Units u(1 + rng.below(8));
+        for (auto& x : u) x = wpool[rng.below(sizeof wpool / sizeof wpool[0])];
+        Bytes sz = s;
+        sz.push_back(0);
+        Units uz = u;
+        uz.push_back(0);
+        ASSERT_EQ(cnv.getNumUnits(sz.data(), (unsigned long)-1),
+                  decode(cnv, s, ILLCHAR_REPLACE, 64).units.size())
+            << "[" << hex(s) << "]";
+        ASSERT_EQ(cnv.getNumBytes(uz.data(), (unsigned long)-1),
+                  encode(cnv, u, ILLCHAR_REPLACE, 128).bytes.size())
+            << "[" << hex(u) << "]";
+    }
+}
+
+TEST_F(Gb18030, CountingBudgets) {
+    Bytes const four = {0x81, 0x30, 0x81, 0x30, 0x41, 0};
+    // A four-byte form counts only when the whole of it is in the budget.
+    unsigned long const wantUnits[] = {0, 1, 2, 3, 1, 2};
+    for (unsigned long len = 0; len <= 5; ++len)
+        EXPECT_EQ(cnv.getNumUnits(four.data(), len), wantUnits[len]) << len;
+    Bytes const supp = {0x90, 0x30, 0x81, 0x30, 0};
+    EXPECT_EQ(cnv.getNumUnits(supp.data(), (unsigned long)-1), 2u);
+
+    Units const wide = {0x41, 0xD800, 0xDC00, 0x4E02, 0xDC00, 0};
+    // A pair cut by the length ends the count; a lone low surrogate is one '?'.
+    unsigned long const wantBytes[] = {0, 1, 1, 5, 7, 8, 8};
+    for (unsigned long len = 0; len <= 6; ++len)
+        EXPECT_EQ(cnv.getNumBytes(wide.data(), len), wantBytes[len]) << len;
+}
+
+TEST(Gb18030Edges, NullsAndNamedInstance) {
+    VynCharSetConverterGB18030 cnv(oGBKmap, VYNCS_GB18030);
+    VynCharSetConverterGB18030 named("GB18030", VYNCS_GB18030);
+    unsigned char const text[] = {0x81, 0x30, 0x81, 0x30, 0};
+    unsigned short const wide[] = {0x80, 0};
+    for (VynCharSetConverterGB18030* p : {&cnv, &named}) {
+        unsigned short u[4] = {9, 9, 9, 9};
+        unsigned char b[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+        EXPECT_EQ(p->toUTF16(nullptr, text, 3, ILLCHAR_REPLACE, nullptr, -1), 0u);
+        EXPECT_EQ(p->toUTF16(u, nullptr, 3, ILLCHAR_REPLACE, nullptr, -1), 0u);
+        EXPECT_EQ(p->fromUTF16(nullptr, wide, 3, ILLCHAR_REPLACE, nullptr), 0u);
+        EXPECT_EQ(p->fromUTF16(b, nullptr, 3, ILLCHAR_REPLACE, nullptr), 0u);
+        EXPECT_EQ(u[0], 9);
+        EXPECT_EQ(b[0], 9);
+        EXPECT_EQ(p->getNumUnits(nullptr, 4), 0u);
+        EXPECT_EQ(p->getNumBytes(wide, 0), 0u);
+        EXPECT_EQ(p->getMaxUnitSize(), 4);
+        EXPECT_EQ(p->toUTF16(u, text, 0, ILLCHAR_REPLACE, nullptr, -1), 0u);
+        EXPECT_EQ(u[0], 0);
+        EXPECT_EQ(p->fromUTF16(b, wide, 0, ILLCHAR_REPLACE, nullptr), 0u);
+        EXPECT_EQ(b[0], 0);
+    }
+    // No map: nothing is converted, the outputs are terminated.
+    unsigned short u[4] = {9, 9, 9, 9};
+    unsigned char b[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+    EXPECT_EQ(named.toUTF16(u, text, 3, ILLCHAR_REPLACE, nullptr, -1), 0u);
+    EXPECT_EQ(u[0], 0);
+    EXPECT_EQ(named.fromUTF16(b, wide, 7, ILLCHAR_REPLACE, nullptr), 0u);
+    EXPECT_EQ(b[0], 0);
+    EXPECT_EQ(named.getNumUnits(text, 4), 0u);
+    EXPECT_EQ(named.getNumBytes(wide, 1), 0u);
+}
+
+TEST(Gb18030Edges, FirstUseFromManyThreads) {
+    Units const src = {0x41, 0x80, 0x20AC, 0xD800, 0xDC00, 0xFFFF, 0};
+    std::string const want("A\x81\x30\x81\x30\xA2\xE3\x90\x30\x81\x30\x84\x31\xA4\x39");
+    for (int round = 0; round < 4; ++round) {
+        VynCharSetConverterGB18030 cnv(oGBKmap, VYNCS_GB18030);
+        std::vector<std::string> out(6);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 6; ++t)
+            threads.emplace_back([&, t] {
+                unsigned char b[32];
+                unsigned long n = cnv.fromUTF16(b, src.data(), 31, ILLCHAR_REPLACE, nullptr);
+                out[t] = std::string(reinterpret_cast<char*>(b), n);
+            });
+        for (auto& t : threads) t.join();
+        for (auto const& o : out) EXPECT_EQ(hex(bytesOf(o)), hex(bytesOf(want)));
+    }
+}
+
+} // namespace

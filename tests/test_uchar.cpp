@@ -83,26 +83,29 @@ bool inCodedEastAsianRange(unsigned c) {
     return false;
 }
 
+struct ListCase {
+    VynUCharTable& table;
+    unsigned short const* list;
+    bool counting;
+    char const* file;
+    size_t records; // terminator included
+    size_t units;   // units with a value, for the case lists
+};
+const ListCase kLists[] = {
+    {VynUChar::m_gUpperCaseTable, toUpperTable, true, "toUpperTable.tsv", 376, 673},
+    {VynUChar::m_gLowerCaseTable, toLowerTable, true, "toLowerTable.tsv", 370, 704},
+    {VynUChar::m_gCharClassTable, classTable, false, "classTable.tsv", 1082, 0},
+};
+
 } // namespace
 
-// Many threads reach the first lookup of every table at once. Run on fresh
-// tables (the static ones may be loaded already when tests share a process),
-// then on the static ones, which are cold when CTest runs this test alone.
+// Many threads reach the first lookup of every table at once: fresh tables
+// (the static ones may be loaded already when tests share a process) and the
+// static ones, which are cold when CTest runs this test alone.
 TEST(UCharTableConcurrency, FirstLookupsRaceSafely) {
-    struct Case {
-        unsigned short const* list;
-        bool counting;
-        char const* file;
-    };
-    const Case cases[] = {{toUpperTable, true, "toUpperTable.tsv"},
-                          {toLowerTable, true, "toLowerTable.tsv"},
-                          {classTable, false, "classTable.tsv"}};
     std::vector<RefList> refs;
-    for (auto const& k : cases) refs.push_back(readReference(k.file, k.counting));
-
+    for (auto const& k : kLists) refs.push_back(readReference(k.file, k.counting));
     VynUCharTable fresh[] = {{toUpperTable, true}, {toLowerTable, true}, {classTable, false}};
-    VynUCharTable* statics[] = {&VynUChar::m_gUpperCaseTable, &VynUChar::m_gLowerCaseTable,
-                                &VynUChar::m_gCharClassTable};
 
     constexpr int kThreads = 8;
     std::atomic<int> waiting{kThreads};
@@ -119,7 +122,7 @@ TEST(UCharTableConcurrency, FirstLookupsRaceSafely) {
                 for (unsigned n = 0; n <= 0xFFFF; n += 7) {
                     unsigned short c = static_cast<unsigned short>(n + t * 101);
                     if (fresh[k].getValue(c) != refs[k].values[c]) wrong.fetch_add(1);
-                    if (statics[k]->getValue(c) != refs[k].values[c]) wrong.fetch_add(1);
+                    if (kLists[k].table.getValue(c) != refs[k].values[c]) wrong.fetch_add(1);
                 }
                 seen[t][k] = fresh[k].load();
             }
@@ -132,20 +135,8 @@ TEST(UCharTableConcurrency, FirstLookupsRaceSafely) {
             EXPECT_EQ(seen[t][k], seen[0][k]) << "table " << k << " built more than once";
 }
 
-TEST(UCharTable, ListsHaveTheirRecordCounts) {
-    struct Case {
-        unsigned short const* list;
-        bool counting;
-        char const* file;
-        size_t records; // terminator included
-        size_t units;
-    };
-    const Case cases[] = {
-        {classTable, false, "classTable.tsv", 1082, 0},
-        {toLowerTable, true, "toLowerTable.tsv", 370, 704},
-        {toUpperTable, true, "toUpperTable.tsv", 376, 673},
-    };
-    for (auto const& k : cases) {
+TEST(UCharTable, TablesMatchReferenceOnEveryUnit) {
+    for (auto const& k : kLists) {
         SCOPED_TRACE(k.file);
         RefList ref = readReference(k.file, k.counting);
         EXPECT_EQ(countRecords(k.list), k.records);
@@ -153,27 +144,14 @@ TEST(UCharTable, ListsHaveTheirRecordCounts) {
         if (k.units) {
             EXPECT_EQ(ref.units, k.units);
         }
+        // The class list holds nothing for the ranges answered in code.
+        expectAllUnits(
+            ref.values, [&](unsigned short c) { return k.table.getValue(c); }, k.file);
     }
 }
 
-TEST(UCharTable, CaseTablesMatchReferenceOnEveryUnit) {
-    RefList lower = readReference("toLowerTable.tsv", true);
-    RefList upper = readReference("toUpperTable.tsv", true);
-    expectAllUnits(
-        lower.values, [](unsigned short c) { return VynUChar::m_gLowerCaseTable.getValue(c); },
-        "lower");
-    expectAllUnits(
-        upper.values, [](unsigned short c) { return VynUChar::m_gUpperCaseTable.getValue(c); },
-        "upper");
-}
-
-TEST(UCharTable, ClassTableMatchesReferenceOnEveryUnit) {
+TEST(UChar, ClassesMatchReferenceOnEveryUnit) {
     RefList ref = readReference("classTable.tsv", false);
-    // The list itself holds nothing for the ranges answered in code.
-    expectAllUnits(
-        ref.values, [](unsigned short c) { return VynUChar::m_gCharClassTable.getValue(c); },
-        "class table");
-
     std::vector<unsigned short> want = ref.values;
     for (unsigned c = 0; c <= 0xFFFF; ++c) {
         if (inCodedEastAsianRange(c))

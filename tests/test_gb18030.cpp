@@ -339,7 +339,7 @@ TEST_F(Gb18030, Decoding) {
          ILLCHAR_REPLACE,
          8,
          -1,
-         {0xFFFD, 0x30, 0x4E02},
+         {0xFFFD, 0x30, 0x4E04},
          true},
         {"cut four-byte form",
          {0x81, 0x30, 0x81},

@@ -1,0 +1,170 @@
+// Many threads race on the first use of the table converters, on fresh
+// instances and through the registry; every result must equal the one a
+// single thread gets. Meant to be run under the thread sanitizer as well.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <vynulib/converters/VynCharSetConverterMBCS.h>
+#include <vynulib/converters/VynCharSetConverterSBCS.h>
+#include <vynulib/tables/VynTables.h>
+
+namespace {
+
+int const kThreads = 16;
+unsigned long const kAll = static_cast<unsigned long>(-1);
+
+// What one thread sees of a converter.
+struct Result {
+    std::vector<unsigned short> units;
+    std::string bytes;
+    unsigned long numUnits = 0, numBytes = 0;
+    bool illDecode = false, illEncode = false;
+    bool operator==(Result const& o) const {
+        return units == o.units && bytes == o.bytes && numUnits == o.numUnits &&
+               numBytes == o.numBytes && illDecode == o.illDecode && illEncode == o.illEncode;
+    }
+};
+
+// Source text ending in four zero bytes, so that it is terminated for
+// converters of any unit width.
+struct Source {
+    alignas(4) unsigned char bytes[520];
+    std::vector<unsigned short> units;
+    Source() {
+        unsigned char* p = bytes;
+        for (int b = 0x20; b < 0x100; ++b) *p++ = static_cast<unsigned char>(b);
+        unsigned char const cjk[] = {0x82, 0xA0, 0xA4, 0x40, 0x81, 0x41, 0xB0, 0xA1, 0x87, 0xA0};
+        for (int r = 0; r < 20; ++r)
+            for (unsigned char c : cjk) *p++ = c;
+        while ((p - bytes) % 4) *p++ = 'x';
+        for (int i = 0; i < 4; ++i) *p++ = 0;
+        for (unsigned u = 0x20; u < 0x250; ++u) units.push_back(static_cast<unsigned short>(u));
+        for (unsigned short u : {0x20AC, 0x3042, 0x4E00, 0x4E04, 0xAC00, 0xFF61, 0xD840, 0xDC0B,
+                                 0x0E01, 0x0410, 0x05D0, 0x0627, 0xD800, 0x007A})
+            units.push_back(u);
+        units.push_back(0);
+    }
+};
+
+Source const& source() {
+    static Source s;
+    return s;
+}
+
+Result run(VynCharSetConverter& c) {
+    Source const& s = source();
+    Result r;
+    r.units.assign(1024, 0);
+    r.units.resize(c.toUTF16(r.units.data(), s.bytes, 1000, ILLCHAR_REPLACE, &r.illDecode, -1));
+    std::vector<char> out(4096);
+    r.bytes.assign(out.data(),
+                   c.fromUTF16(out.data(), s.units.data(), 4000, ILLCHAR_ESCAPE, &r.illEncode));
+    r.numUnits = c.getNumUnits(s.bytes, kAll);
+    r.numBytes = c.getNumBytes(s.units.data(), kAll);
+    return r;
+}
+
+// Every table converter class, one fresh instance per set.
+std::vector<std::unique_ptr<VynCharSetConverter>> freshConverters() {
+    std::vector<std::unique_ptr<VynCharSetConverter>> v;
+    struct {
+        unsigned short const* map;
+        VynCharSet cs;
+    } const sbcs[] = {
+        {oCP1250map, VYNCS_WCP1250},      {oCP1251map, VYNCS_WCP1251},
+        {oCP1252map, VYNCS_WCP1252},      {oCP1253map, VYNCS_WCP1253},
+        {oCP1254map, VYNCS_WCP1254},      {oCP1255map, VYNCS_WCP1255},
+        {oCP1256map, VYNCS_WCP1256},      {oCP1257map, VYNCS_WCP1257},
+        {oCP1258map, VYNCS_WCP1258},      {oCP874map, VYNCS_WCP874},
+        {o8859_1map, VYNCS_ISO_8859_1},   {o8859_2map, VYNCS_ISO_8859_2},
+        {o8859_3map, VYNCS_ISO_8859_3},   {o8859_4map, VYNCS_ISO_8859_4},
+        {o8859_5map, VYNCS_ISO_8859_5},   {o8859_6map, VYNCS_ISO_8859_6},
+        {o8859_7map, VYNCS_ISO_8859_7},   {o8859_8map, VYNCS_ISO_8859_8},
+        {o8859_9map, VYNCS_ISO_8859_9},   {o8859_10map, VYNCS_ISO_8859_10},
+        {o8859_11map, VYNCS_ISO_8859_11}, {o8859_13map, VYNCS_ISO_8859_13},
+        {o8859_14map, VYNCS_ISO_8859_14}, {o8859_15map, VYNCS_ISO_8859_15},
+        {o8859_16map, VYNCS_ISO_8859_16}, {oKOI8Rmap, VYNCS_KOI8R},
+    };
+    for (auto const& s : sbcs) v.push_back(std::make_unique<VynCharSetConverterSBCS>(s.map, s.cs));
+    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP932map, oCP932Type, VYNCS_WCP932));
+    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP936map, oCP936Type, VYNCS_WCP936));
+    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP949map, oCP949Type, VYNCS_WCP949));
+    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP950map, oCP950Type, VYNCS_WCP950));
+    v.push_back(
+        std::make_unique<VynCharSetConverterDBCS>(oSHIFTJISmap, oCP932Type, VYNCS_SHIFTJIS));
+    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oBIG5map, oBig5Type, VYNCS_BIG5));
+    v.push_back(
+        std::make_unique<VynCharSetConverterDBCSEx>(oSJIS0213_2004map, oCP932Type, VYNCS_SJIS0213));
+    return v;
+}
+
+// The 41 sets that have converters.
+std::vector<VynCharSet> servedSets() {
+    std::vector<VynCharSet> v = {
+        VYNCS_WCP874,   VYNCS_WCP932, VYNCS_WCP936, VYNCS_WCP949,   VYNCS_WCP950,   VYNCS_UTF16,
+        VYNCS_UTF16ESC, VYNCS_UTF32,  VYNCS_KOI8R,  VYNCS_SHIFTJIS, VYNCS_SJIS0213, VYNCS_BIG5,
+        VYNCS_EUC_JP,   VYNCS_EUC_CN, VYNCS_EUC_KR, VYNCS_GB18030,  VYNCS_UTF8};
+    for (int cs = 1250; cs <= 1258; ++cs) v.push_back(static_cast<VynCharSet>(cs));
+    for (int cs = 28591; cs <= 28606; ++cs)
+        if (cs != 28602) v.push_back(static_cast<VynCharSet>(cs));
+    return v;
+}
+
+// Runs body(thread index) on kThreads threads released at the same moment.
+template <class F> void raceFromOneStart(F body) {
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            ready.fetch_add(1);
+            while (ready.load() < kThreads) std::this_thread::yield();
+            body(t);
+        });
+    for (auto& th : threads) th.join();
+}
+
+TEST(Concurrency, FirstUseOfFreshInstances) {
+    for (int round = 0; round < 3; ++round) {
+        auto shared = freshConverters();
+        std::vector<std::vector<Result>> seen(kThreads);
+        raceFromOneStart([&](int t) {
+            // Start at different converters so that every load is contended
+            // by some threads and some conversions run while others load.
+            for (std::size_t i = 0; i < shared.size(); ++i)
+                seen[t].push_back(run(*shared[(i + t) % shared.size()]));
+        });
+        auto reference = freshConverters();
+        for (std::size_t i = 0; i < reference.size(); ++i) {
+            Result want = run(*reference[i]);
+            EXPECT_FALSE(want.units.empty());
+            for (int t = 0; t < kThreads; ++t)
+                ASSERT_TRUE(seen[t][(i + reference.size() - t) % reference.size()] == want)
+                    << "set " << reference[i]->getCharSet() << " thread " << t;
+        }
+    }
+}
+
+TEST(Concurrency, FirstUseThroughTheRegistry) {
+    std::vector<VynCharSet> const sets = servedSets();
+    ASSERT_EQ(41u, sets.size());
+    std::vector<std::vector<Result>> seen(kThreads);
+    raceFromOneStart([&](int t) {
+        for (std::size_t i = 0; i < sets.size(); ++i) {
+            VynCharSet cs = sets[(i + t) % sets.size()];
+            seen[t].push_back(run(*VynCharSetConverter::getConverter(cs)));
+        }
+    });
+    for (std::size_t i = 0; i < sets.size(); ++i) {
+        Result want = run(*VynCharSetConverter::getConverter(sets[i]));
+        for (int t = 0; t < kThreads; ++t)
+            ASSERT_TRUE(seen[t][(i + sets.size() - t) % sets.size()] == want)
+                << "set " << sets[i] << " thread " << t;
+    }
+}
+
+} // namespace

@@ -53,14 +53,6 @@ const char16_t kAbc[] = u"abc";
 
 } // namespace
 
-TEST(UStringStorage, DefaultIsEmptyInline) {
-    VynUString s;
-    EXPECT_EQ(s.length(), 0u);
-    EXPECT_EQ(s.capacity(), 257u);
-    EXPECT_FALSE(s.onHeap());
-    EXPECT_EQ(s.data()[0], 0);
-}
-
 // 257 units fit the inline buffer; 258 take a heap array of exactly 259
 // units (capacity 258 plus terminator: no rounding).
 TEST(UStringStorage, InlineHeapBoundaryForEveryFillingConstructor) {
@@ -179,6 +171,7 @@ TEST(UStringConstruct, NullAndEmptyInputsGiveEmptyStrings) {
     emptyPascal.m_aData[1] = 'z'; // bytes after a zero length are ignored
     unsigned short zeroBstr[2] = {0, u'z'};
     std::vector<std::function<VynUString()>> makers = {
+        [] { return VynUString(); },
         [] { return VynUString('\0', VYNCS_UTF8); },
         [] { return VynUString('\0', 5ul, VYNCS_UTF8); },
         [] { return VynUString('x', 0ul, VYNCS_UTF8); },
@@ -444,17 +437,6 @@ TEST(UStringAccess, CopyToBytesStaysInsideTheBuffer) {
     EXPECT_EQ(s.copy(static_cast<char*>(nullptr), 10, VYNCS_UTF8), 0u);
     EXPECT_EQ(VynUString().copy(&one, 1, VYNCS_UTF8), 0u);
     EXPECT_EQ(one, '#');
-}
-
-TEST(UStringAccess, CopyToUnits) {
-    VynUString s(p16(u"hello"));
-    unsigned short buf[8] = {9, 9, 9, 9, 9, 9, 9, 9};
-    EXPECT_EQ(s.copy(buf, 3ul), 3u);
-    EXPECT_EQ(U16(buf, buf + 4), (U16{u'h', u'e', u'l', 9}));
-    EXPECT_EQ(s.copy(buf, 8ul), 5u);
-    EXPECT_EQ(buf[5], 9); // no terminator
-    EXPECT_EQ(s.copy(static_cast<unsigned short*>(nullptr), 8ul), 0u);
-    EXPECT_EQ(VynUString().copy(buf, 8ul), 0u);
 }
 
 // The Pascal form gets up to 255 text bytes whatever the terminator width.

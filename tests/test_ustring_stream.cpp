@@ -143,20 +143,6 @@ TEST(UStringStream, ReadNonAsciiWordKeepsItsBytes) {
     EXPECT_EQ(rest(is), " c");
 }
 
-TEST(UStringStream, ReadsInSequence) {
-    std::istringstream words(" one two  three ");
-    std::vector<u16string> got;
-    VynUString w;
-    while (words >> w) got.push_back(S(w));
-    EXPECT_EQ(got, (std::vector<u16string>{u"one", u"two", u"three"}));
-    EXPECT_TRUE(w.empty());
-
-    std::istringstream lines("l1\rl2\n\rl3");
-    got.clear();
-    while (getline(lines, w)) got.push_back(S(w));
-    EXPECT_EQ(got, (std::vector<u16string>{u"l1", u"l2\n", u"l3"}));
-}
-
 TEST(UStringStream, LongInputGrowsPastInlineBuffer) {
     std::string big(100000, 'x');
     std::istringstream is(big + " tail");
@@ -250,20 +236,6 @@ TEST(UStringStream, WriteLeavesCallersCacheAlone) {
     os << s;
     EXPECT_EQ(os.str(), "cache");
     EXPECT_EQ(s.c_str(VYNCS_UTF16), p); // still the UTF-16 rendering, not replaced
-}
-
-TEST(UStringStream, RoundTrip) {
-    VynUString const a = U(u"alpha"), b = U(u"beta");
-    std::stringstream io;
-    io << a << ' ' << b << '\r' << b;
-    VynUString x, y, z;
-    io >> x;
-    getline(io, y);
-    getline(io, z);
-    EXPECT_EQ(S(x), u"alpha");
-    EXPECT_EQ(S(y), u" beta");
-    EXPECT_EQ(S(z), u"beta");
-    EXPECT_TRUE(io.eof());
 }
 
 } // namespace

@@ -113,7 +113,7 @@ TEST(Utf8Encode, Table) {
         {"lone high, unknown op acts as replace",
          {0xD800, 0x41},
          20,
-         static_cast<ILLCHAR_OPTYPE>(7),
+         static_cast<ILLCHAR_OPTYPE>(3),
          "?A",
          true},
         // The escape drops the follower unconverted.

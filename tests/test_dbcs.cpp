@@ -342,7 +342,7 @@ TEST(Dbcs, EncodeCases) {
         {VYNCS_WCP932, {'A', 0x20AC}, ILLCHAR_ESCAPE, 6, "A", true},
         {VYNCS_WCP932, {'A', 0x20AC}, ILLCHAR_ESCAPE, 7, "AU+20AC", true},
         {VYNCS_WCP932, {'A', 0x20AC, 'B'}, ILLCHAR_STOP, 9, "A", true},
-        {VYNCS_WCP932, {'A', 0x20AC, 'B'}, static_cast<ILLCHAR_OPTYPE>(9), 9, "A?B", true},
+        {VYNCS_WCP932, {'A', 0x20AC, 'B'}, static_cast<ILLCHAR_OPTYPE>(3), 9, "A?B", true},
         // BMP-only sets take surrogates one unit at a time.
         {VYNCS_WCP932, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 9, "??", true},
         // Shift_JIS-2004: pairs, unmapped pairs, lone surrogates.

@@ -206,7 +206,7 @@ TEST(Sbcs, EncodeNeverCutsAnEscape) {
         {ILLCHAR_REPLACE, 2, "A?", true},
         {ILLCHAR_REPLACE, 9, "A?B", true},
         {ILLCHAR_STOP, 9, "A", true},
-        {static_cast<ILLCHAR_OPTYPE>(7), 9, "A?B", true}, // unknown values replace
+        {static_cast<ILLCHAR_OPTYPE>(3), 9, "A?B", true}, // unknown values replace
     };
     for (Case const& k : cases) {
         std::vector<char> out(k.room + 2, static_cast<char>(kCanary8));

@@ -21,6 +21,8 @@
 
 namespace {
 
+#ifdef VYN_HAVE_ICU
+
 enum Kind { SBCS, DBCS, DBCSEX, EUC, EUCJP, GB };
 
 struct OracleCase {
@@ -162,8 +164,6 @@ std::string ours(VynCharSetConverter& c, std::u16string const& src) {
     if (flag) return "!";
     return std::string(dst, n);
 }
-
-#ifdef VYN_HAVE_ICU
 
 std::string hexOf(std::string const& s) {
     std::string out;

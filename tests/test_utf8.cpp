@@ -35,7 +35,6 @@ TEST(Utf8Decode, Table) {
         {"bad follower re-read as lead", "\xC3\x28", 10, -1, {0xFFFD, 0x28}, true},
         {"stray continuation skipped", "\x80\x41", 10, -1, {0x41}, true},
         {"truncated three bytes at end", "\xE2\x82", 10, -1, {0xFFFD}, true},
-        {"lone lead at end", "\xC3", 10, -1, {0xFFFD}, true},
         {"overlong NUL kept", std::string("\xC0\x80\x41", 3), 10, -1, {0, 0x41}, false},
         {"encoded surrogate", "\xED\xA0\x80", 10, -1, {0xD800}, false},
         {"above U+10FFFF", "\xF4\x90\x80\x80", 10, -1, {0xDC00, 0xDC00}, true},
@@ -43,8 +42,6 @@ TEST(Utf8Decode, Table) {
         {"source limit", "AB", 10, 1, {0x41}, false},
         {"limit inside a sequence reads it whole", "\xE2\x82\xAC\x41", 10, 1, {0x20AC}, false},
         {"limit 0 is no limit", "AB", 10, 0, {0x41, 0x42}, false},
-        {"capacity cuts", "ABC", 2, -1, {0x41, 0x42}, false},
-        {"capacity 0", "AB", 0, -1, {}, false},
         {"empty source", "", 5, -1, {}, false},
     };
     VynCharSetConverterUTF8 c(VYNCS_UTF8);
@@ -126,9 +123,6 @@ TEST(Utf8Encode, Table) {
          ILLCHAR_REPLACE,
          "?\xF0\x90\x90\x80",
          true},
-        {"two bytes, one of room", {0xE9}, 1, ILLCHAR_REPLACE, "", false},
-        {"pair, three of room", {0xD83D, 0xDE00}, 3, ILLCHAR_REPLACE, "", false},
-        {"capacity 0", {0x41}, 0, ILLCHAR_REPLACE, "", false},
         {"replace fills the room", {0x41, 0xD800, 0x42}, 2, ILLCHAR_REPLACE, "A?", true},
     };
     VynCharSetConverterUTF8 c(VYNCS_UTF8);
@@ -282,7 +276,7 @@ TEST(Utf8Count, AgreesWithConversions) {
     EXPECT_EQ(c.getNumBytes(hi.data(), ALL), 1u);
 }
 
-TEST(Utf8Contract, NullsAndSizes) {
+TEST(Utf8Contract, NullArguments) {
     VynCharSetConverterUTF8 c(VYNCS_UTF8);
     unsigned short u16[4] = {0x41, 0, 0x7777, 0x7777};
     unsigned char b[4] = {0x77, 0x77, 0x77, 0x77};
@@ -296,13 +290,6 @@ TEST(Utf8Contract, NullsAndSizes) {
     EXPECT_EQ(b[0], 0x77);
     EXPECT_EQ(c.getNumUnits(nullptr, ALL), 0u);
     EXPECT_EQ(c.getNumBytes(nullptr, ALL), 0u);
-    EXPECT_EQ(c.fromUTF8(b, reinterpret_cast<unsigned char const*>("A"), 3, ILLCHAR_REPLACE, &flag),
-              0u);
-    EXPECT_EQ(c.toUTF8(b, u16, 3, ILLCHAR_REPLACE, &flag), 0u);
-    EXPECT_EQ(b[0], 0x77);
-    EXPECT_EQ(c.getMinUnitSize(), 1);
-    EXPECT_EQ(c.getMaxUnitSize(), 3);
-    EXPECT_EQ(c.getNullCharSize(), 1);
 }
 
 // On well-formed text the converter must match an independent codec.

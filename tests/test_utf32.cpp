@@ -161,6 +161,14 @@ TEST(Utf32ToUtf8, CapacityIsCheckedAfterWriting) {
     }
 }
 
+TEST(Utf32ToUtf8, HugeCapacity) {
+    U32 const src = z32({0x41, 0x20AC});
+    unsigned char dst[8];
+    VynCharSetConverterUTF32 c(VYNCS_UTF32);
+    EXPECT_EQ(c.toUTF8(dst, src.data(), ALL, ILLCHAR_STOP, nullptr), 4u);
+    EXPECT_STREQ(reinterpret_cast<char*>(dst), "A\xE2\x82\xAC");
+}
+
 TEST(Utf32FromUtf8, DecodeOne) {
     struct {
         std::string src;

@@ -262,7 +262,9 @@ unsigned long VynCharSetConverterUTF32::toUTF8(unsigned char* dst, void const* s
         // that. But a character that would end beyond the terminator slot
         // (len + 1 bytes) is not written at all: we stop before it,
         // terminated. So only a one-byte overrun keeps the unterminated form.
-        if (count + l > len + 1) {
+        // The test is written so that a len of all bits set cannot wrap
+        // (count < len here).
+        if (static_cast<unsigned long>(l) - 1 > len - count) {
             dst[count] = 0;
             return count;
         }

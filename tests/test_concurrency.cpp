@@ -13,6 +13,8 @@
 #include <vynulib/converters/VynCharSetConverterSBCS.h>
 #include <vynulib/tables/VynTables.h>
 
+#include "converter_data.h"
+
 namespace {
 
 int const kThreads = 16;
@@ -72,34 +74,14 @@ Result run(VynCharSetConverter& c) {
 // Every table converter class, one fresh instance per set.
 std::vector<std::unique_ptr<VynCharSetConverter>> freshConverters() {
     std::vector<std::unique_ptr<VynCharSetConverter>> v;
-    struct {
-        unsigned short const* map;
-        VynCharSet cs;
-    } const sbcs[] = {
-        {oCP1250map, VYNCS_WCP1250},      {oCP1251map, VYNCS_WCP1251},
-        {oCP1252map, VYNCS_WCP1252},      {oCP1253map, VYNCS_WCP1253},
-        {oCP1254map, VYNCS_WCP1254},      {oCP1255map, VYNCS_WCP1255},
-        {oCP1256map, VYNCS_WCP1256},      {oCP1257map, VYNCS_WCP1257},
-        {oCP1258map, VYNCS_WCP1258},      {oCP874map, VYNCS_WCP874},
-        {o8859_1map, VYNCS_ISO_8859_1},   {o8859_2map, VYNCS_ISO_8859_2},
-        {o8859_3map, VYNCS_ISO_8859_3},   {o8859_4map, VYNCS_ISO_8859_4},
-        {o8859_5map, VYNCS_ISO_8859_5},   {o8859_6map, VYNCS_ISO_8859_6},
-        {o8859_7map, VYNCS_ISO_8859_7},   {o8859_8map, VYNCS_ISO_8859_8},
-        {o8859_9map, VYNCS_ISO_8859_9},   {o8859_10map, VYNCS_ISO_8859_10},
-        {o8859_11map, VYNCS_ISO_8859_11}, {o8859_13map, VYNCS_ISO_8859_13},
-        {o8859_14map, VYNCS_ISO_8859_14}, {o8859_15map, VYNCS_ISO_8859_15},
-        {o8859_16map, VYNCS_ISO_8859_16}, {oKOI8Rmap, VYNCS_KOI8R},
-    };
-    for (auto const& s : sbcs) v.push_back(std::make_unique<VynCharSetConverterSBCS>(s.map, s.cs));
-    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP932map, oCP932Type, VYNCS_WCP932));
-    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP936map, oCP936Type, VYNCS_WCP936));
-    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP949map, oCP949Type, VYNCS_WCP949));
-    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oCP950map, oCP950Type, VYNCS_WCP950));
-    v.push_back(
-        std::make_unique<VynCharSetConverterDBCS>(oSHIFTJISmap, oCP932Type, VYNCS_SHIFTJIS));
-    v.push_back(std::make_unique<VynCharSetConverterDBCS>(oBIG5map, oBig5Type, VYNCS_BIG5));
-    v.push_back(
-        std::make_unique<VynCharSetConverterDBCSEx>(oSJIS0213_2004map, oCP932Type, VYNCS_SJIS0213));
+    for (SbcsSet const& s : kSbcsSets)
+        v.push_back(std::make_unique<VynCharSetConverterSBCS>(s.map, s.cs));
+    for (DbcsSet const& s : kDbcsSets) {
+        if (s.exMap)
+            v.push_back(std::make_unique<VynCharSetConverterDBCSEx>(s.exMap, s.type, s.cs));
+        else
+            v.push_back(std::make_unique<VynCharSetConverterDBCS>(s.map, s.type, s.cs));
+    }
     return v;
 }
 

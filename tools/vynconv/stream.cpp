@@ -300,18 +300,20 @@ size_t StreamConverter::charLen(size_t a, size_t b) {
     return 1;
 }
 
-void StreamConverter::note(uint64_t offset, std::string const& what) {
-    if (problems_++ == 0) {
-        first_.where = label_;
-        first_.offset = offset;
-        first_.what = what;
-    }
+// Counts a problem; true for the first one, whose details are worth working out.
+bool StreamConverter::countProblem() {
+    if (problems_++ != 0) return false;
+    first_.where = label_;
+    return true;
 }
 
 // An undecodable character at scratch_[at, at + len). False: stop here.
 bool StreamConverter::bad(size_t at, size_t len) {
-    note(runBase_ + at, "invalid " + setName(fromSet_) + " input (" +
-                            hexBytes(&scratch_[at], std::min<size_t>(len, 8)) + ")");
+    if (countProblem()) {
+        first_.offset = runBase_ + at;
+        first_.what = "invalid " + setName(fromSet_) + " input (" +
+                      hexBytes(&scratch_[at], std::min<size_t>(len, 8)) + ")";
+    }
     if (mode_ == OnError::Stop) return false;
     if (mode_ != OnError::Drop) {
         segs_.push_back({runBase_ + at, at, len, pivot_.size(), SegKind::Bad});
@@ -542,8 +544,10 @@ StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
         bool flag;
         size_t got = encodeOne(u + i, len, ILLCHAR_STOP, &flag, one);
         if (flag || got == 0) {
-            note(offsetOfUnit(a + i),
-                 describeChar(u + i, len) + " cannot be written in " + setName(toSet_));
+            if (countProblem()) {
+                first_.offset = offsetOfUnit(a + i);
+                first_.what = describeChar(u + i, len) + " cannot be written in " + setName(toSet_);
+            }
             if (mode_ == OnError::Stop) {
                 if (!out_.write(outBuf_.data(), w)) return WriteError;
                 return Stopped;

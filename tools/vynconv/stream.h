@@ -89,7 +89,7 @@ private:
     size_t encodeOne(unsigned short const* u, size_t n, ILLCHAR_OPTYPE op, bool* flag,
                      unsigned char* out);
     bool writeNul();
-    void note(uint64_t offset, std::string const& what);
+    bool countProblem();
 
     VynCharSetConverter* dec_;
     VynCharSetConverter* enc_;

@@ -123,6 +123,8 @@ group_errors() {
 |UTF-32|UTF-8|\0\0\021\0|efbfbd|1|byte 0: invalid VYNCS_UTF32 input (bytes 00 00 11 00)
 |UTF-16|GB18030|\0\330A\0|3f41|1|byte 0: U+D800 (a lone surrogate) cannot be written in VYNCS_GB18030
 |UTF-16|UTF-8|A\0\0\330|413f|1|byte 2: U+D800 (a lone surrogate)
+--on-error=escape|UTF-16|UTF-8|\0\330A\0|552b4438303041|1|byte 0: U+D800
+--on-error=escape|UTF-16|UTF-8|\0\330|552b44383030|1|byte 0: U+D800
 T
   # Offsets count from the start of each file, not of the chunk.
   { head -c 100000 /dev/zero | tr '\0' a; printf '\342\202\254'; } >far

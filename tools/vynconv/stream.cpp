@@ -12,7 +12,10 @@ namespace vynconv {
 namespace {
 
 // Zero bytes behind every source handed to a converter: a terminator of any
-// width plus slack for converters that look a few elements ahead.
+// width plus slack for converters that look a few elements ahead. The UTF-8
+// encoder, escaping a lone high surrogate, skips the unit after it even when
+// that is the terminator; the slack gives it more zeros to stop at instead of
+// reading past the buffer.
 constexpr size_t kPad = 16;
 // UTF-16 units encoded per converter call.
 constexpr size_t kBatch = 16384;
@@ -514,7 +517,8 @@ size_t StreamConverter::encodeOne(unsigned short const* u, size_t n, ILLCHAR_OPT
 
 // Pivot units [a, b), no NUL among them. One converter call when nothing is
 // wrong; otherwise character by character, so that each unconvertible one is
-// found, reported, and replaced, escaped, dropped or stopped at.
+// found, reported, and replaced, escaped, dropped or stopped at. One at a time,
+// an escaped lone high surrogate cannot take the next character with it.
 StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
     size_t n = b - a;
     in16_.assign(pivot_.begin() + static_cast<std::ptrdiff_t>(a),

@@ -531,6 +531,9 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     if (kib == 0) kib = 1;
+    benchmark::AddCustomContext("vyn_build_type", VYN_BENCH_BUILD_TYPE);
+    benchmark::AddCustomContext("vyn_corpus", dir);
+    benchmark::AddCustomContext("vyn_kib_per_set", std::to_string(kib));
 
     for (auto const& spec : kSets) {
         auto w = buildSet(spec, dir, kib * 1024);

@@ -4,7 +4,7 @@ if(TARGET vynconv)
   set(VYNCONV $<TARGET_FILE:vynconv>)
   set(VYNCONV_DATA ${PROJECT_SOURCE_DIR}/tests/data/vynconv)
   # One CTest test per group of tests/cli_test.sh.
-  foreach(group golden roundtrip chunks nul errors usage output locale agree)
+  foreach(group golden roundtrip chunks longline nul errors usage output locale agree)
     add_test(NAME vynconv_${group}
       COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/cli_test.sh ${VYNCONV} ${VYNCONV_DATA} ${group})
     set_tests_properties(vynconv_${group} PROPERTIES LABELS cli)

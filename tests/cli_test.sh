@@ -73,6 +73,20 @@ group_chunks() {
   done
 }
 
+group_longline() {
+  # More than 4 MiB without a byte that may end a character: the cut is made
+  # where the converter says the last whole character ends, not mid-pair.
+  # A leading one-byte character puts every pair at an odd offset.
+  { printf '\261'; yes "$(printf '\210\237')" | tr -d '\n' | head -c 5000000; } >dbcs
+  "$V" --chunk-size 65536 -f CP932 -t UTF-16 dbcs >out 2>err
+  iconv -f CP932 -t UTF-16LE dbcs >want
+  check "long CP932 line: $(cat err)" cmp -s out want
+  { printf '\201\100'; yes "$(printf '\201\060\201\060')" | tr -d '\n' | head -c 5000000; } >gb
+  "$V" -f GB18030 -t UTF-16 gb >out 2>err
+  iconv -f GB18030 -t UTF-16LE gb >want
+  check "long GB18030 line: $(cat err)" cmp -s out want
+}
+
 group_nul() {
   # from to input-hex expected-output-hex
   while read -r from to in want; do

@@ -40,7 +40,7 @@ for stage in "${stages[@]}"; do
     ;;
   tsan)
     export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
-    run_stage tsan build-tsan "Concurren|Thread" "test_concurrency test_uchar" -DCMAKE_BUILD_TYPE=Debug \
+    run_stage tsan build-tsan "Concurren|Thread|RaceSafely" "test_concurrency test_uchar test_euc test_gb18030 test_registry" -DCMAKE_BUILD_TYPE=Debug \
       -DCMAKE_CXX_COMPILER=clang++ -DVYN_SANITIZE=thread -DVYN_BUILD_JAVA=OFF \
       -DCMAKE_CXX_FLAGS=-O1
     ;;

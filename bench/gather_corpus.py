@@ -221,7 +221,7 @@ def main():
     for group, n, size in summary:
         print("%-10s %7d lines %9d bytes" % (group, n, size))
     if any(n == 0 for _, n, _ in summary):
-        print("warning: some groups found no text; their character sets fall back to others",
+        print("warning: some groups found no text; sets fed only by them are skipped by the benchmark",
               file=sys.stderr)
     print("corpus written to", out_dir)
 

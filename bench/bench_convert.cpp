@@ -46,7 +46,7 @@ constexpr std::size_t kBulkBytes = 64 * 1024;
 
 // One served set: the languages whose text it is fed, and the nearest peer
 // converters. Alternatives are separated by '|'; the first that opens is used.
-struct SetSpec {
+struct SetEntry {
     VynCharSet cs;
     char const* groups; // comma-separated corpus files, or "*" for all
     char const* icu;    // nullptr: ICU has no such set
@@ -61,7 +61,7 @@ struct SetSpec {
 char const* const kAllGroups =
     "ja,zh_CN,zh_TW,ko,ru,el,th,ar,he,tr,vi,western,central,baltic,nordic,cyrillic,ro";
 
-SetSpec const kSets[] = {
+SetEntry const kSets[] = {
     {VYNCS_WCP1250, "central", "windows-1250", "CP1250"},
     {VYNCS_WCP1251, "cyrillic", "windows-1251", "CP1251"},
     {VYNCS_WCP1252, "western", "windows-1252", "CP1252"},
@@ -161,7 +161,7 @@ public:
     explicit Impl(std::string name) : m_name(std::move(name)) {}
     virtual ~Impl() = default;
     std::string const& name() const { return m_name; }
-    bool composes = false; // decodes to composed characters (see SetSpec)
+    bool composes = false; // decodes to composed characters (see SetEntry)
     // Returns UTF-16 units written.
     virtual std::size_t decode(char const* src, std::size_t len, char16_t* dst,
                                std::size_t cap) = 0;
@@ -389,30 +389,30 @@ bool sameAs(Impl& impl, std::u16string const& text, std::string const& bytes) {
     return std::string(b.data(), m) == bytes;
 }
 
-std::unique_ptr<SetWork> buildSet(SetSpec const& spec, std::string const& dir,
+std::unique_ptr<SetWork> buildSet(SetEntry const& set, std::string const& dir,
                                   std::size_t capBytes) {
     auto w = std::make_unique<SetWork>();
-    char const* full = VynCharSetToString(spec.cs);
+    char const* full = VynCharSetToString(set.cs);
     w->name = std::strncmp(full, "VYNCS_", 6) == 0 ? full + 6 : full;
 
-    auto vyn = std::make_unique<VynImpl>(spec.cs);
+    auto vyn = std::make_unique<VynImpl>(set.cs);
     VynImpl& lib = *vyn;
     w->impls.push_back(std::move(vyn));
 #ifdef VYN_HAVE_ICU
-    if (auto icu = IcuImpl::open(spec.icu))
+    if (auto icu = IcuImpl::open(set.icu))
         w->impls.push_back(std::move(icu));
-    else if (spec.icu)
-        std::fprintf(stderr, "bench: %s: ICU has no %s\n", w->name.c_str(), spec.icu);
-    if (spec.cs == VYNCS_UTF8) w->impls.push_back(std::make_unique<IcuUtf8Impl>());
+    else if (set.icu)
+        std::fprintf(stderr, "bench: %s: ICU has no %s\n", w->name.c_str(), set.icu);
+    if (set.cs == VYNCS_UTF8) w->impls.push_back(std::make_unique<IcuUtf8Impl>());
 #endif
-    if (auto ic = IconvImpl::open(spec.iconv)) {
-        ic->composes = spec.iconvComposes;
+    if (auto ic = IconvImpl::open(set.iconv)) {
+        ic->composes = set.iconvComposes;
         w->impls.push_back(std::move(ic));
-    } else if (spec.iconv)
-        std::fprintf(stderr, "bench: %s: iconv has no %s\n", w->name.c_str(), spec.iconv);
+    } else if (set.iconv)
+        std::fprintf(stderr, "bench: %s: iconv has no %s\n", w->name.c_str(), set.iconv);
 
     std::vector<std::vector<std::u16string> const*> sources;
-    for (auto const& g : split(std::strcmp(spec.groups, "*") == 0 ? kAllGroups : spec.groups, ','))
+    for (auto const& g : split(std::strcmp(set.groups, "*") == 0 ? kAllGroups : set.groups, ','))
         sources.push_back(&loadGroup(dir, g));
 
     std::string newline;
@@ -535,8 +535,8 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("vyn_corpus", dir);
     benchmark::AddCustomContext("vyn_kib_per_set", std::to_string(kib));
 
-    for (auto const& spec : kSets) {
-        auto w = buildSet(spec, dir, kib * 1024);
+    for (auto const& set : kSets) {
+        auto w = buildSet(set, dir, kib * 1024);
         std::string drops;
         for (auto const& d : w->dropped) drops += " " + d.first + ":" + std::to_string(d.second);
         std::fprintf(stderr, "bench: %-12s kept %6zu of %6zu lines (%7zu bytes)%s%s\n",

@@ -1,48 +1,20 @@
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <cstring>
-
 #include <vynulib/converters/LookupTable.h>
+#include <vynulib/converters/VynConvertCommon.h>
 
 namespace {
 
-unsigned long const kAll = static_cast<unsigned long>(-1);
-char const kHex[] = "0123456789ABCDEF";
-
-// "U+%04X" of u, six bytes, no terminator.
-void writeEscape(unsigned char* p, unsigned short u) {
-    p[0] = 'U';
-    p[1] = '+';
-    p[2] = static_cast<unsigned char>(kHex[(u >> 12) & 0xF]);
-    p[3] = static_cast<unsigned char>(kHex[(u >> 8) & 0xF]);
-    p[4] = static_cast<unsigned char>(kHex[(u >> 4) & 0xF]);
-    p[5] = static_cast<unsigned char>(kHex[u & 0xF]);
-}
-
-bool isHigh(unsigned short u) {
-    return u >= 0xD800 && u <= 0xDBFF;
-}
-bool isLow(unsigned short u) {
-    return u >= 0xDC00 && u <= 0xDFFF;
-}
-
-// A positive maxSrc bounds the bytes read; anything else means no bound.
-unsigned long sourceLimit(int maxSrc) {
-    return maxSrc > 0 ? static_cast<unsigned long>(maxSrc) : kAll;
-}
-
-// Writes the code of a mapped character: false when a two-byte code does not
-// fit whole in the room left.
-bool putCode(unsigned char* d, unsigned long& out, unsigned long cap, unsigned code) {
-    if (code < 0x100) {
-        d[out++] = static_cast<unsigned char>(code);
-        return true;
-    }
-    if (cap - out < 2) return false;
-    d[out++] = static_cast<unsigned char>(code >> 8);
-    d[out++] = static_cast<unsigned char>(code & 0xFF);
-    return true;
-}
+using vyn::detail::byteLength;
+using vyn::detail::emptyResult;
+using vyn::detail::isHigh;
+using vyn::detail::isLow;
+using vyn::detail::pairValue;
+using vyn::detail::putCode;
+using vyn::detail::putPair;
+using vyn::detail::putUnmappable;
+using vyn::detail::replaceUnmapped;
+using vyn::detail::sourceLimit;
 
 // One character at s[pos], by the lead-byte type table (0x40 lead, 0x80
 // trail): a lead byte followed by a trail byte is a two-byte code; a lead byte
@@ -89,7 +61,7 @@ unsigned long VynCharSetConverterDBCS::getNumUnits(void const* src, unsigned lon
     // it converts nothing.
     if (!src || len == 0 || !m_pTable || !m_pType) return 0;
     auto const* s = static_cast<unsigned char const*>(src);
-    if (len == kAll) len = std::strlen(reinterpret_cast<char const*>(s));
+    len = byteLength(s, len);
     unsigned long pos = 0, units = 0;
     while (pos < len && s[pos]) {
         unsigned code = 0;
@@ -106,10 +78,7 @@ unsigned long VynCharSetConverterDBCS::toUTF16(unsigned short* dst, void const* 
     load();
     if (illegal) *illegal = false;
     LookupTable<unsigned short> const* fwd = forwardTable();
-    if (!fwd || !m_pType) { // no map: converts nothing
-        dst[0] = 0;
-        return 0;
-    }
+    if (!fwd || !m_pType) return emptyResult(dst); // no map: converts nothing
     auto const* s = static_cast<unsigned char const*>(src);
     // maxSrc stops the conversion after the character that reaches it. It also
     // bounds reading: an invalid lead byte that reaches it ends the conversion
@@ -120,11 +89,7 @@ unsigned long VynCharSetConverterDBCS::toUTF16(unsigned short* dst, void const* 
         unsigned code = 0;
         bool invalid = !step(m_pType, s, pos, limit, code);
         unsigned short u = invalid ? 0 : fwd->lookup(code);
-        if (u == 0) {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            u = 0xFFFD;
-        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         dst[out++] = u;
     }
     dst[out] = 0;
@@ -150,10 +115,7 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
     load();
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
-    if (!forwardTable()) {
-        d[0] = 0;
-        return 0;
-    }
+    if (!forwardTable()) return emptyResult(d);
     LookupTable<unsigned short> const* rev = reverseTable();
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time and never map.
@@ -164,15 +126,7 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
             if (!putCode(d, out, dstCap, code)) break;
             continue;
         }
-        if (illegal) *illegal = true;
-        if (op == ILLCHAR_STOP) break;
-        if (op == ILLCHAR_ESCAPE) {
-            if (dstCap - out < 6) break;
-            writeEscape(d + out, u);
-            out += 6;
-        } else {
-            d[out++] = '?';
-        }
+        if (!putUnmappable(d, out, dstCap, op, illegal, src)) break;
     }
     d[out] = 0;
     return out;
@@ -206,7 +160,7 @@ unsigned long VynCharSetConverterDBCSEx::getNumUnits(void const* src, unsigned l
     LookupTable<unsigned int> const* fwd = forwardTable();
     if (!fwd || !m_pType) return 0;
     auto const* s = static_cast<unsigned char const*>(src);
-    if (len == kAll) len = std::strlen(reinterpret_cast<char const*>(s));
+    len = byteLength(s, len);
     unsigned long pos = 0, units = 0;
     while (pos < len && s[pos]) {
         unsigned code = 0;
@@ -224,10 +178,7 @@ unsigned long VynCharSetConverterDBCSEx::toUTF16(unsigned short* dst, void const
     load();
     if (illegal) *illegal = false;
     LookupTable<unsigned int> const* fwd = forwardTable();
-    if (!fwd || !m_pType) {
-        dst[0] = 0;
-        return 0;
-    }
+    if (!fwd || !m_pType) return emptyResult(dst);
     auto const* s = static_cast<unsigned char const*>(src);
     // The source limit bounds reading as in the BMP-only converter.
     unsigned long const limit = sourceLimit(maxSrc);
@@ -236,16 +187,12 @@ unsigned long VynCharSetConverterDBCSEx::toUTF16(unsigned short* dst, void const
         unsigned code = 0;
         bool invalid = !step(m_pType, s, pos, limit, code);
         unsigned int u = invalid ? 0 : checkedScalar(fwd->lookup(code));
-        if (u == 0) {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            u = 0xFFFD;
-        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         if (u > 0xFFFF) {
             // A pair is never split: without room for both units, stop here.
             if (dstUnits - out < 2) break;
-            dst[out++] = static_cast<unsigned short>((u >> 10) + 0xD7C0);
-            dst[out++] = static_cast<unsigned short>((u & 0x3FF) + 0xDC00);
+            putPair(dst + out, u);
+            out += 2;
         } else {
             dst[out++] = static_cast<unsigned short>(u);
         }
@@ -273,7 +220,7 @@ unsigned long VynCharSetConverterDBCSEx::getNumBytes(unsigned short const* src, 
                 ++i;
                 continue;
             }
-            key = ((u - 0xD800u) << 10) + (src[i + 1] - 0xDC00u) + 0x10000u;
+            key = pairValue(u, src[i + 1]);
             ++i;
         }
         ++i;
@@ -289,10 +236,7 @@ unsigned long VynCharSetConverterDBCSEx::fromUTF16(void* dst, unsigned short con
     load();
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
-    if (!forwardTable()) {
-        d[0] = 0;
-        return 0;
-    }
+    if (!forwardTable()) return emptyResult(d);
     LookupTableEx<unsigned short> const* rev = reverseTable();
     unsigned long out = 0;
     while (out < dstCap && *src) {
@@ -300,25 +244,15 @@ unsigned long VynCharSetConverterDBCSEx::fromUTF16(void* dst, unsigned short con
         // src[0] is not the terminator, so src[1] is still inside the string.
         bool pair = isHigh(u) && isLow(src[1]);
         bool loneHigh = isHigh(u) && !pair;
-        unsigned int key = pair ? ((u - 0xD800u) << 10) + (src[1] - 0xDC00u) + 0x10000u : u;
+        unsigned int key = pair ? pairValue(u, src[1]) : u;
         unsigned short code = loneHigh ? 0 : rev->lookup(key);
         if (code) {
             if (!putCode(d, out, dstCap, code)) break;
             src += pair ? 2 : 1;
             continue;
         }
-        if (illegal) *illegal = true;
-        if (op == ILLCHAR_STOP) break;
-        if (op == ILLCHAR_ESCAPE) {
-            // An unmapped pair is escaped as its two units; never cut.
-            unsigned long need = pair ? 12 : 6;
-            if (dstCap - out < need) break;
-            writeEscape(d + out, u);
-            if (pair) writeEscape(d + out + 6, src[1]);
-            out += need;
-        } else {
-            d[out++] = '?'; // one for a whole pair
-        }
+        // An unmapped pair is escaped as its two units, or one '?'.
+        if (!putUnmappable(d, out, dstCap, op, illegal, src, pair ? 2 : 1)) break;
         src += pair ? 2 : 1;
     }
     d[out] = 0;

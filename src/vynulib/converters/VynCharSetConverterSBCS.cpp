@@ -3,24 +3,13 @@
 #include <cstring>
 
 #include <vynulib/converters/LookupTable.h>
+#include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
 
-namespace {
-
-unsigned long const kAll = static_cast<unsigned long>(-1);
-char const kHex[] = "0123456789ABCDEF";
-
-// "U+%04X" of u, six bytes, no terminator.
-void writeEscape(unsigned char* p, unsigned short u) {
-    p[0] = 'U';
-    p[1] = '+';
-    p[2] = static_cast<unsigned char>(kHex[(u >> 12) & 0xF]);
-    p[3] = static_cast<unsigned char>(kHex[(u >> 8) & 0xF]);
-    p[4] = static_cast<unsigned char>(kHex[(u >> 4) & 0xF]);
-    p[5] = static_cast<unsigned char>(kHex[u & 0xF]);
-}
-
-} // namespace
+using vyn::detail::emptyResult;
+using vyn::detail::kAll;
+using vyn::detail::putUnmappable;
+using vyn::detail::replaceUnmapped;
 
 VynCharSetConverterSBCS::VynCharSetConverterSBCS(unsigned short const* map, VynCharSet cs)
     : VynCharSetConverter(cs), m_pName(nullptr), m_pForward(nullptr), m_pReverse(nullptr),
@@ -81,10 +70,7 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
     load();
     if (illegal) *illegal = false;
     unsigned short const* fwd = m_pForward.load(std::memory_order_acquire);
-    if (!fwd) { // no map: converts nothing
-        dst[0] = 0;
-        return 0;
-    }
+    if (!fwd) return emptyResult(dst); // no map: converts nothing
     auto const* s = static_cast<unsigned char const*>(src);
     unsigned long out = 0;
     // A negative limit means none; 0 reads nothing.
@@ -93,11 +79,7 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
         if (b == 0) break;
         if (maxSrc > 0) --maxSrc;
         unsigned short u = fwd[b];
-        if (u == 0) {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            u = 0xFFFD; // decoding has no escape form
-        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         dst[out++] = u;
     }
     dst[out] = 0;
@@ -120,10 +102,7 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
     // The reverse table is published before the forward one.
-    if (!m_pForward.load(std::memory_order_acquire)) { // no map: converts nothing
-        d[0] = 0;
-        return 0;
-    }
+    if (!m_pForward.load(std::memory_order_acquire)) return emptyResult(d); // no map
     LookupTable<unsigned char> const* rev = m_pReverse.load(std::memory_order_acquire);
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time: a supplementary character
@@ -135,15 +114,7 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
             d[out++] = b;
             continue;
         }
-        if (illegal) *illegal = true;
-        if (op == ILLCHAR_STOP) break;
-        if (op == ILLCHAR_ESCAPE) {
-            if (dstCap - out < 6) break; // an escape is never cut
-            writeEscape(d + out, u);
-            out += 6;
-        } else {
-            d[out++] = '?';
-        }
+        if (!putUnmappable(d, out, dstCap, op, illegal, src)) break;
     }
     d[out] = 0;
     return out;

@@ -3,6 +3,7 @@
 #ifndef VYNULIB_TESTS_CONVERTER_DATA_H
 #define VYNULIB_TESTS_CONVERTER_DATA_H
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -10,8 +11,12 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 #include <vynulib/tables/VynTables.h>
+
+#include "utf_test_support.h"
 
 struct MapRecord {
     unsigned code;
@@ -53,6 +58,25 @@ inline std::array<unsigned char, 256> readTypeTable(std::string const& name) {
         for (unsigned b = first; b <= last && b < 256; ++b) t[b] = static_cast<unsigned char>(type);
     }
     return t;
+}
+
+struct Range {
+    unsigned first, last, target;
+};
+
+// "first<TAB>last<TAB>target" lines in hexadecimal.
+inline std::vector<Range> readRanges(std::string const& rel) {
+    std::vector<Range> out;
+    std::ifstream in(dataPath(rel));
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream f(line);
+        Range r{};
+        f >> std::hex >> r.first >> r.last >> r.target;
+        if (f) out.push_back(r);
+    }
+    return out;
 }
 
 // "U+%04X" of each unit, as the converters escape it.
@@ -127,6 +151,71 @@ inline DbcsSet const kDbcsSets[] = {
 
 inline void PrintTo(DbcsSet const& s, std::ostream* os) {
     *os << s.data;
+}
+
+using Bytes = std::vector<unsigned char>;
+using Units = std::vector<unsigned short>;
+
+inline ILLCHAR_OPTYPE const kOps[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
+
+struct Decoded {
+    Units units;
+    bool flag;
+};
+struct Encoded {
+    Bytes bytes;
+    bool flag;
+};
+
+// One conversion into `room` units (bytes) of room: the terminator must be
+// there and nothing written behind room plus terminator.
+// `flag` goes in as given, so that a flag never written shows.
+inline Decoded decode(VynCharSetConverter& c, Bytes src, ILLCHAR_OPTYPE op, unsigned long room = 16,
+                      int maxSrc = -1, bool flag = false) {
+    src.push_back(0);
+    Guarded<unsigned short> dst(room + 1);
+    unsigned long n = c.toUTF16(dst.data(), src.data(), room, op, &flag, maxSrc);
+    EXPECT_LE(n, room);
+    n = std::min(n, room);
+    EXPECT_EQ(dst[n], 0);
+    EXPECT_TRUE(dst.canariesIntact());
+    return {dst.head(n), flag};
+}
+
+inline Encoded encode(VynCharSetConverter& c, Units src, ILLCHAR_OPTYPE op, unsigned long room = 32,
+                      bool flag = false) {
+    src.push_back(0);
+    Guarded<unsigned char> dst(room + 1);
+    unsigned long n = c.fromUTF16(dst.data(), src.data(), room, op, &flag);
+    EXPECT_LE(n, room);
+    n = std::min(n, room);
+    EXPECT_EQ(dst[n], 0);
+    EXPECT_TRUE(dst.canariesIntact());
+    return {dst.head(n), flag};
+}
+
+// One character decoded to scalar value v (0: unconvertible).
+inline ::testing::AssertionResult decodesTo(Decoded const& got, unsigned v, ILLCHAR_OPTYPE op) {
+    Units want = v ? utf16Of(v) : op != ILLCHAR_STOP ? Units{0xFFFD} : Units{};
+    if (got.units != want || got.flag != (v == 0))
+        return ::testing::AssertionFailure() << "got [" << hex(got.units) << "] flag " << got.flag
+                                             << ", want [" << hex(want) << "] (op " << op << ")";
+    return ::testing::AssertionSuccess();
+}
+
+// One character encoded to `mapped` (empty: unconvertible, so '?', its
+// escape or nothing by the option).
+inline ::testing::AssertionResult encodesTo(Encoded const& got, Bytes const& mapped,
+                                            Units const& src, ILLCHAR_OPTYPE op) {
+    Bytes want = mapped;
+    if (mapped.empty() && op == ILLCHAR_REPLACE) want = {'?'};
+    if (mapped.empty() && op == ILLCHAR_ESCAPE)
+        want = bytesOf(src.size() == 2 ? escapeOf({src[0], src[1]}) : escapeOf({src[0]}));
+    if (got.bytes != want || got.flag != mapped.empty())
+        return ::testing::AssertionFailure()
+               << "[" << hex(src) << "]: got [" << hex(got.bytes) << "] flag " << got.flag
+               << ", want [" << hex(want) << "] (op " << op << ")";
+    return ::testing::AssertionSuccess();
 }
 
 #endif

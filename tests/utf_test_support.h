@@ -3,9 +3,13 @@
 #ifndef VYNULIB_TESTS_UTF_TEST_SUPPORT_H
 #define VYNULIB_TESTS_UTF_TEST_SUPPORT_H
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include <vynulib/converters/VynCharSetConverter.h>
 
 // `usable` elements the converter may write (capacity plus terminator), then
 // a run of canaries that must survive every call.
@@ -48,6 +52,32 @@ inline std::vector<unsigned char> bytesOf(std::string const& s) {
 inline std::vector<unsigned short> z16(std::vector<unsigned short> v) {
     v.push_back(0);
     return v;
+}
+
+// The one or two UTF-16 units of scalar value v.
+inline std::vector<unsigned short> utf16Of(unsigned v) {
+    if (v <= 0xFFFF) return {static_cast<unsigned short>(v)};
+    return {static_cast<unsigned short>(0xD800 + ((v - 0x10000) >> 10)),
+            static_cast<unsigned short>(0xDC00 + (v & 0x3FF))};
+}
+
+// Null source or destination: 0, nothing written, the flag left alone; null
+// sources count 0.
+inline void expectNullArgumentsSafe(VynCharSetConverter& c) {
+    unsigned const text[2] = {0x41, 0}; // terminated for every unit width
+    unsigned short const wide[2] = {0x41, 0};
+    unsigned short u[2] = {0x7777, 0x7777};
+    unsigned b[2] = {0x77777777, 0x77777777};
+    bool flag = true;
+    EXPECT_EQ(c.toUTF16(nullptr, text, 1, ILLCHAR_REPLACE, &flag, -1), 0u);
+    EXPECT_EQ(c.toUTF16(u, nullptr, 1, ILLCHAR_REPLACE, &flag, -1), 0u);
+    EXPECT_EQ(c.fromUTF16(nullptr, wide, 4, ILLCHAR_REPLACE, &flag), 0u);
+    EXPECT_EQ(c.fromUTF16(b, nullptr, 4, ILLCHAR_REPLACE, &flag), 0u);
+    EXPECT_EQ(u[0], 0x7777);
+    EXPECT_EQ(b[0], 0x77777777u);
+    EXPECT_TRUE(flag);
+    EXPECT_EQ(c.getNumUnits(nullptr, static_cast<unsigned long>(-1)), 0u);
+    EXPECT_EQ(c.getNumBytes(nullptr, static_cast<unsigned long>(-1)), 0u);
 }
 
 // A tiny deterministic generator so that randomised tests repeat exactly.

@@ -3,22 +3,20 @@
 // clear (0x2121-0x7E7E); the bytes on the wire carry them set.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <cstdio>
-#include <cstring>
-
 #include <vynulib/converters/LookupTable.h>
+#include <vynulib/converters/VynConvertCommon.h>
 
 namespace {
 
+using vyn::detail::byteLength;
+using vyn::detail::emptyResult;
+using vyn::detail::putUnmappable;
+using vyn::detail::reachedLimit;
+using vyn::detail::replaceUnmapped;
+using vyn::detail::unconvertedResult;
+
 inline bool isG1(unsigned char b) {
     return b >= 0xA1 && b <= 0xFE;
-}
-
-// "U+%04X" of one UTF-16 unit: always six ASCII bytes.
-void writeEscape(unsigned char* d, unsigned short u) {
-    char buf[8];
-    std::snprintf(buf, sizeof buf, "U+%04X", static_cast<unsigned>(u));
-    std::memcpy(d, buf, 6);
 }
 
 } // namespace
@@ -36,7 +34,7 @@ unsigned long VynCharSetConverterEUC_CN_KR::getNumUnits(void const* src, unsigne
     // An instance made from a name has no map and converts nothing.
     if (!src || len == 0 || !m_pTable) return 0;
     auto const* s = static_cast<unsigned char const*>(src);
-    if (len == static_cast<unsigned long>(-1)) len = std::strlen(reinterpret_cast<char const*>(s));
+    len = byteLength(s, len);
     unsigned long count = 0;
     unsigned long i = 0;
     while (i < len && s[i]) {
@@ -55,16 +53,9 @@ unsigned long VynCharSetConverterEUC_CN_KR::toUTF16(unsigned short* dst, void co
     if (illegal) *illegal = false;
     LookupTable<unsigned short> const* fwd = forwardTable();
     auto const* s = static_cast<unsigned char const*>(src);
-    if (!fwd) {
-        dst[0] = 0;
-        if (illegal && s[0]) *illegal = true;
-        return 0;
-    }
+    if (!fwd) return unconvertedResult(dst, illegal, s[0] != 0);
+    if (dstUnits == 0 || s[0] == 0) return emptyResult(dst);
     unsigned long k = 0;
-    if (dstUnits == 0 || s[0] == 0) {
-        dst[0] = 0;
-        return 0;
-    }
     unsigned long i = 0;
     for (;;) {
         unsigned char b = s[i];
@@ -80,13 +71,9 @@ unsigned long VynCharSetConverterEUC_CN_KR::toUTF16(unsigned short* dst, void co
             // terminator included): only this byte goes.
             i += 1;
         }
-        if (u == 0) {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            u = 0xFFFD;
-        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         dst[k++] = u;
-        if (maxSrc > 0 && i >= static_cast<unsigned long>(maxSrc)) break;
+        if (reachedLimit(i, maxSrc)) break;
         if (k >= dstUnits || s[i] == 0) break;
     }
     dst[k] = 0;
@@ -114,11 +101,7 @@ unsigned long VynCharSetConverterEUC_CN_KR::fromUTF16(void* dst, unsigned short 
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
     LookupTable<unsigned short> const* rev = reverseTable();
-    if (!rev) {
-        d[0] = 0;
-        if (illegal && src[0]) *illegal = true;
-        return 0;
-    }
+    if (!rev) return unconvertedResult(d, illegal, src[0] != 0);
     unsigned long k = 0;
     for (unsigned long i = 0; k < dstCap && src[i]; ++i) {
         unsigned short u = src[i];
@@ -134,15 +117,7 @@ unsigned long VynCharSetConverterEUC_CN_KR::fromUTF16(void* dst, unsigned short 
             continue;
         }
         // Unmapped: DEL, every surrogate, everything outside the set.
-        if (illegal) *illegal = true;
-        if (op == ILLCHAR_STOP) break;
-        if (op == ILLCHAR_ESCAPE) {
-            if (dstCap - k < 6) break;
-            writeEscape(d + k, u);
-            k += 6;
-        } else {
-            d[k++] = '?';
-        }
+        if (!putUnmappable(d, k, dstCap, op, illegal, src + i)) break;
     }
     d[k] = 0;
     return k;

@@ -4,22 +4,21 @@
 // pair of tables, built under their own mutex.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <cstdio>
-#include <cstring>
-
 #include <vynulib/converters/LookupTable.h>
+#include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
 
 namespace {
 
+using vyn::detail::byteLength;
+using vyn::detail::emptyResult;
+using vyn::detail::putUnmappable;
+using vyn::detail::reachedLimit;
+using vyn::detail::replaceUnmapped;
+using vyn::detail::unconvertedResult;
+
 inline bool isKana(unsigned char b) {
     return b >= 0xA1 && b <= 0xDF;
-}
-
-void writeEscape(unsigned char* d, unsigned short u) {
-    char buf[8];
-    std::snprintf(buf, sizeof buf, "U+%04X", static_cast<unsigned>(u));
-    std::memcpy(d, buf, 6);
 }
 
 inline unsigned jisCode(unsigned char hi, unsigned char lo) {
@@ -90,7 +89,7 @@ unsigned long VynCharSetConverterEUC_JP::getNumUnits(void const* src, unsigned l
     LookupTable<unsigned short> const* fwd0212 = m_pForward0212.load(std::memory_order_acquire);
     if (!fwd || !fwd0212) return 0;
     auto const* s = static_cast<unsigned char const*>(src);
-    if (len == static_cast<unsigned long>(-1)) len = std::strlen(reinterpret_cast<char const*>(s));
+    len = byteLength(s, len);
     unsigned long count = 0;
     unsigned long i = 0;
     while (i < len && s[i]) {
@@ -123,16 +122,9 @@ unsigned long VynCharSetConverterEUC_JP::toUTF16(unsigned short* dst, void const
     auto const* s = static_cast<unsigned char const*>(src);
     LookupTable<unsigned short> const* fwd = forwardTable();
     LookupTable<unsigned short> const* fwd0212 = m_pForward0212.load(std::memory_order_acquire);
-    if (!fwd || !fwd0212) {
-        dst[0] = 0;
-        if (illegal && s[0]) *illegal = true;
-        return 0;
-    }
+    if (!fwd || !fwd0212) return unconvertedResult(dst, illegal, s[0] != 0);
+    if (dstUnits == 0 || s[0] == 0) return emptyResult(dst);
     unsigned long k = 0;
-    if (dstUnits == 0 || s[0] == 0) {
-        dst[0] = 0;
-        return 0;
-    }
     unsigned long i = 0;
     for (;;) {
         unsigned char b = s[i];
@@ -153,13 +145,9 @@ unsigned long VynCharSetConverterEUC_JP::toUTF16(unsigned short* dst, void const
             if ((u = fwd->lookup(jisCode(b, s[i + 1]))) != 0) used = 2;
         }
         i += used;
-        if (u == 0) {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            u = 0xFFFD;
-        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         dst[k++] = u;
-        if (maxSrc > 0 && i >= static_cast<unsigned long>(maxSrc)) break;
+        if (reachedLimit(i, maxSrc)) break;
         if (k >= dstUnits || s[i] == 0) break;
     }
     dst[k] = 0;
@@ -196,11 +184,7 @@ unsigned long VynCharSetConverterEUC_JP::fromUTF16(void* dst, unsigned short con
     auto* d = static_cast<unsigned char*>(dst);
     LookupTable<unsigned short> const* rev = reverseTable();
     LookupTable<unsigned short> const* rev0212 = m_pReverse0212.load(std::memory_order_acquire);
-    if (!rev || !rev0212) {
-        d[0] = 0;
-        if (illegal && src[0]) *illegal = true;
-        return 0;
-    }
+    if (!rev || !rev0212) return unconvertedResult(d, illegal, src[0] != 0);
     unsigned long k = 0;
     for (unsigned long i = 0; k < dstCap && src[i]; ++i) {
         unsigned short u = src[i];
@@ -232,15 +216,7 @@ unsigned long VynCharSetConverterEUC_JP::fromUTF16(void* dst, unsigned short con
             d[k++] = static_cast<unsigned char>(w & 0xFF);
             continue;
         }
-        if (illegal) *illegal = true;
-        if (op == ILLCHAR_STOP) break;
-        if (op == ILLCHAR_ESCAPE) {
-            if (dstCap - k < 6) break;
-            writeEscape(d + k, u);
-            k += 6;
-        } else {
-            d[k++] = '?';
-        }
+        if (!putUnmappable(d, k, dstCap, op, illegal, src + i)) break;
     }
     d[k] = 0;
     return k;

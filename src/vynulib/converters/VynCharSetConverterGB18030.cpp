@@ -6,15 +6,26 @@
 // (0x90 0x30 0x81 0x30) are code points plus 189000.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <cstdio>
-#include <cstring>
-
 #include <vynulib/converters/LookupTable.h>
+#include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
 #include <vynulib/tables/VynTables.h>
 #include <vynulib/unicode/VynUChar.h>
 
 namespace {
+
+using vyn::detail::byteLength;
+using vyn::detail::emptyResult;
+using vyn::detail::isHigh;
+using vyn::detail::isLow;
+using vyn::detail::kAll;
+using vyn::detail::pairValue;
+using vyn::detail::putCode;
+using vyn::detail::putPair;
+using vyn::detail::putUnmappable;
+using vyn::detail::reachedLimit;
+using vyn::detail::replaceUnmapped;
+using vyn::detail::unconvertedResult;
 
 unsigned const kFourByteBase = 0x10000;    // 0x81 0x30 0x81 0x30
 unsigned const kSupplementaryKey = 254536; // 0x90 0x30 0x81 0x30 = U+10000
@@ -31,12 +42,6 @@ inline bool isLead(unsigned char b) {
 }
 inline bool isTrail2(unsigned char b) {
     return b >= 0x40 && b <= 0xFE && b != 0x7F;
-}
-inline bool isHigh(unsigned u) {
-    return u >= 0xD800 && u <= 0xDBFF;
-}
-inline bool isLow(unsigned u) {
-    return u >= 0xDC00 && u <= 0xDFFF;
 }
 
 inline unsigned fourByteKey(unsigned char const* p) {
@@ -62,12 +67,6 @@ sGBRange const** buildIndex(sGBRange const* table, unsigned buckets, unsigned ba
         index[i] = r == table ? table : r - 1;
     }
     return index;
-}
-
-void writeEscape(unsigned char* d, unsigned short u) {
-    char buf[8];
-    std::snprintf(buf, sizeof buf, "U+%04X", static_cast<unsigned>(u));
-    std::memcpy(d, buf, 6);
 }
 
 // One decoded character: its scalar value (0 when unconvertible), the bytes it
@@ -164,7 +163,7 @@ unsigned encodeKey(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned s
     *units = 1;
     if (isHigh(u)) {
         *units = 2;
-        return ((u - 0xD7C0u) << 10) + lo + 132680u; // scalar value + 189000
+        return pairValue(u, lo) + kKeyToScalar;
     }
     if (unsigned code = rev.lookup(u)) return code;
     sGBRange const* r = findRange(cnv.getUni2GBRange(u), u);
@@ -183,7 +182,7 @@ unsigned long VynCharSetConverterGB18030::getNumUnits(void const* src, unsigned 
     LookupTable<unsigned short> const* fwd = forwardTable();
     if (!fwd) return 0;
     auto const* s = static_cast<unsigned char const*>(src);
-    if (len == static_cast<unsigned long>(-1)) len = std::strlen(reinterpret_cast<char const*>(s));
+    len = byteLength(s, len);
     unsigned long count = 0;
     unsigned long i = 0;
     while (i < len && s[i]) {
@@ -204,37 +203,29 @@ unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void cons
     if (illegal) *illegal = false;
     auto const* s = static_cast<unsigned char const*>(src);
     LookupTable<unsigned short> const* fwd = forwardTable();
-    if (!fwd) {
-        dst[0] = 0;
-        if (illegal && s[0]) *illegal = true;
-        return 0;
-    }
+    if (!fwd) return unconvertedResult(dst, illegal, s[0] != 0);
+    if (dstUnits == 0 || s[0] == 0) return emptyResult(dst);
     unsigned long k = 0;
-    if (dstUnits == 0 || s[0] == 0) {
-        dst[0] = 0;
-        return 0;
-    }
     unsigned long i = 0;
     for (;;) {
         // No length is known: decodeOne reads a byte only after a nonzero one.
-        Decoded c = decodeOne(*this, *fwd, s + i, static_cast<unsigned long>(-1));
+        Decoded c = decodeOne(*this, *fwd, s + i, kAll);
         bool replaced = false;
         if (c.value == 0) {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            dst[k++] = 0xFFFD;
+            if (!replaceUnmapped(c.value, op, illegal)) break;
             replaced = c.multibyte;
-        } else if (c.value > VynUChar::UTF16_MAX) {
+        }
+        if (c.value > VynUChar::UTF16_MAX) {
             if (dstUnits - k < 2) break; // a pair is never split
-            dst[k++] = static_cast<unsigned short>((c.value >> 10) + 0xD7C0);
-            dst[k++] = static_cast<unsigned short>((c.value & 0x3FF) + 0xDC00);
+            putPair(dst + k, c.value);
+            k += 2;
         } else {
             dst[k++] = static_cast<unsigned short>(c.value);
         }
         i += c.used;
         // After a replaced multibyte form the source limit is not looked at,
         // as it always has been.
-        if (!replaced && maxSrc > 0 && i >= static_cast<unsigned long>(maxSrc)) break;
+        if (!replaced && reachedLimit(i, maxSrc)) break;
         if (k >= dstUnits || s[i] == 0) break;
     }
     dst[k] = 0;
@@ -269,11 +260,7 @@ unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short co
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
     LookupTable<unsigned short> const* rev = reverseTable();
-    if (!rev) {
-        d[0] = 0;
-        if (illegal && src[0]) *illegal = true;
-        return 0;
-    }
+    if (!rev) return unconvertedResult(d, illegal, src[0] != 0);
     unsigned long k = 0;
     for (unsigned long i = 0; k < dstCap && src[i];) {
         unsigned short u = src[i];
@@ -282,30 +269,17 @@ unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short co
         if (isHigh(u) && !isLow(src[i + 1])) break;
         unsigned units = 1;
         unsigned key = encodeKey(*this, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
-        unsigned long room = dstCap - k;
         if (key != 0 && key < 0x10000) {
-            unsigned nb = keyBytes(key);
-            if (room < nb) break;
-            if (nb == 2) d[k++] = static_cast<unsigned char>(key >> 8);
-            d[k++] = static_cast<unsigned char>(key & 0xFF);
+            if (!putCode(d, k, dstCap, key)) break;
         } else if (key != 0 && key < kKeyLimit) {
-            if (room < 4) break;
+            if (dstCap - k < 4) break;
             unsigned l = key - kFourByteBase;
             d[k++] = static_cast<unsigned char>(l / 12600 + 0x81);
             d[k++] = static_cast<unsigned char>((l / 1260) % 10 + 0x30);
             d[k++] = static_cast<unsigned char>((l % 1260) / 10 + 0x81);
             d[k++] = static_cast<unsigned char>(l % 10 + 0x30);
-        } else {
-            if (illegal) *illegal = true;
-            if (op == ILLCHAR_STOP) break;
-            if (op == ILLCHAR_ESCAPE) {
-                if (room < 6u * units) break;
-                writeEscape(d + k, u);
-                if (units == 2) writeEscape(d + k + 6, src[i + 1]);
-                k += 6 * units;
-            } else {
-                d[k++] = '?';
-            }
+        } else if (!putUnmappable(d, k, dstCap, op, illegal, src + i, units)) {
+            break;
         }
         i += units;
     }

@@ -67,6 +67,15 @@ template <class T> inline unsigned long emptyResult(T* dst) {
     return 0;
 }
 
+// The result of a converter that has no tables for a source or text that
+// may not be empty: nothing converted, and the flag raised when there was
+// something to convert.
+template <class T> inline unsigned long unconvertedResult(T* dst, bool* illegal, bool nonEmpty) {
+    dst[0] = 0;
+    if (illegal && nonEmpty) *illegal = true;
+    return 0;
+}
+
 // An unconvertible character when decoding (u is 0): raises the flag, then
 // either says stop (false) or makes u U+FFFD, as decoding has no escape form.
 template <class T> inline bool replaceUnmapped(T& u, ILLCHAR_OPTYPE op, bool* illegal) {

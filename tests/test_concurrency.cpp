@@ -82,6 +82,13 @@ std::vector<std::unique_ptr<VynCharSetConverter>> freshConverters() {
         else
             v.push_back(std::make_unique<VynCharSetConverterDBCS>(s.map, s.type, s.cs));
     }
+    // EUC-JP builds in two stages (JIS X 0208, then JIS X 0212 and the JIS X
+    // 0201 merge); GB18030 adds its range indexes.
+    v.push_back(std::make_unique<VynCharSetConverterEUC_CN_KR>(oGB2312map, VYNCS_EUC_CN));
+    v.push_back(std::make_unique<VynCharSetConverterEUC_CN_KR>(oKSX1001map, VYNCS_EUC_KR));
+    v.push_back(std::make_unique<VynCharSetConverterEUC_JP>(oJIS0208map, oJIS0201map, oJIS0212map,
+                                                            VYNCS_EUC_JP));
+    v.push_back(std::make_unique<VynCharSetConverterGB18030>(oGBKmap, VYNCS_GB18030));
     return v;
 }
 

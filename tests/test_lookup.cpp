@@ -70,11 +70,11 @@ TEST(LookupTableEx, PlanesAreKeptApart) {
 }
 
 // The bases are abstract; these expose their tables and nothing more.
-class Mbcs : public VynCharSetConverterMBCS {
+template <class Base> class Exposed : public Base {
 public:
-    using VynCharSetConverterMBCS::forwardTable;
-    using VynCharSetConverterMBCS::reverseTable;
-    using VynCharSetConverterMBCS::VynCharSetConverterMBCS;
+    using Base::Base;
+    using Base::forwardTable;
+    using Base::reverseTable;
     unsigned long getNumUnits(void const*, unsigned long) override { return 0; }
     unsigned long toUTF16(unsigned short*, void const*, unsigned long, ILLCHAR_OPTYPE, bool*,
                           int) override {
@@ -89,26 +89,8 @@ public:
     int getMaxUnitSize() const override { return 2; }
     int getNullCharSize() const override { return 1; }
 };
-
-class MbcsEx : public VynCharSetConverterMBCSEx {
-public:
-    using VynCharSetConverterMBCSEx::forwardTable;
-    using VynCharSetConverterMBCSEx::reverseTable;
-    using VynCharSetConverterMBCSEx::VynCharSetConverterMBCSEx;
-    unsigned long getNumUnits(void const*, unsigned long) override { return 0; }
-    unsigned long toUTF16(unsigned short*, void const*, unsigned long, ILLCHAR_OPTYPE, bool*,
-                          int) override {
-        return 0;
-    }
-    unsigned long getNumBytes(unsigned short const*, unsigned long) override { return 0; }
-    unsigned long fromUTF16(void*, unsigned short const*, unsigned long, ILLCHAR_OPTYPE,
-                            bool*) override {
-        return 0;
-    }
-    int getMinUnitSize() const override { return 1; }
-    int getMaxUnitSize() const override { return 2; }
-    int getNullCharSize() const override { return 1; }
-};
+using Mbcs = Exposed<VynCharSetConverterMBCS>;
+using MbcsEx = Exposed<VynCharSetConverterMBCSEx>;
 
 TEST(MbcsBase, LoadBuildsOnceAndLaterRecordsWin) {
     static unsigned short const table[] = {0x41,   0x41,   0x8140, 0x3000, 0x8140,

@@ -187,18 +187,7 @@ TEST(Sbcs, EncodeNeverCutsAnEscape) {
 
 TEST(Sbcs, NullPointersAndCounts) {
     VynCharSetConverterSBCS& c = cp1252();
-    unsigned short u16[4] = {kCanary16, kCanary16, kCanary16, kCanary16};
-    char b[4] = {'z', 'z', 'z', 'z'};
-    bool ill = true;
-    EXPECT_EQ(0u, c.toUTF16(u16, nullptr, 3, ILLCHAR_REPLACE, &ill, -1));
-    EXPECT_EQ(0u, c.toUTF16(nullptr, "A", 3, ILLCHAR_REPLACE, &ill, -1));
-    EXPECT_EQ(0u, c.fromUTF16(b, nullptr, 3, ILLCHAR_REPLACE, &ill));
-    EXPECT_EQ(0u, c.fromUTF16(nullptr, u16, 3, ILLCHAR_REPLACE, &ill));
-    EXPECT_EQ(kCanary16, u16[0]); // untouched
-    EXPECT_EQ('z', b[0]);
-
-    EXPECT_EQ(0u, c.getNumUnits(nullptr, kAll));
-    EXPECT_EQ(0u, c.getNumBytes(nullptr, kAll));
+    expectNullArgumentsSafe(c);
     struct Case {
         unsigned long len, want;
     } const cases[] = {{0, 0}, {1, 1}, {2, 2}, {3, 2}, {kAll, 2}};

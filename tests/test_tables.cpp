@@ -4,15 +4,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <vynulib/tables/VynTables.h>
+
+#include "converter_data.h"
 
 namespace {
 
@@ -105,29 +105,6 @@ MapCase const kMaps[] = {
     {"oJIS0208map", oJIS0208map, GRID94, 6879, 0, nullptr, 0, "mbcs/oJIS0208map.tsv"},
     {"oJIS0212map", oJIS0212map, GRID94, 0, 0, nullptr, 0, nullptr},
 };
-
-std::string dataPath(std::string const& file) {
-    return std::string(VYN_SOURCE_DIR) + "/src/vynulib/tables/data/" + file;
-}
-
-// The hexadecimal columns of a data file, comment lines skipped.
-std::vector<std::vector<std::string>> readData(std::string const& file) {
-    std::ifstream in(dataPath(file));
-    EXPECT_TRUE(in.good()) << dataPath(file);
-    std::vector<std::vector<std::string>> rows;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        std::vector<std::string> cols;
-        std::istringstream ls(line);
-        for (std::string c; std::getline(ls, c, '\t');) cols.push_back(c);
-        rows.push_back(cols);
-    }
-    return rows;
-}
-
-unsigned hex(std::string const& s) {
-    return static_cast<unsigned>(std::stoul(s, nullptr, 16));
-}
 
 void expectBijection(Pairs const& recs) {
     std::set<unsigned> codes, values;
@@ -299,10 +276,7 @@ TEST(GB18030Ranges, SortedInverseAndCoveringTheBMP) {
 TEST(MapTables, MatchTheCommittedData) {
     auto fromData = [](char const* file) {
         Pairs p;
-        for (auto const& row : readData(file)) {
-            EXPECT_EQ(row.size(), 2u) << file;
-            if (row.size() == 2) p.emplace_back(hex(row[0]), hex(row[1]));
-        }
+        for (MapRecord const& r : readMapData(file)) p.emplace_back(r.code, r.unicode);
         std::sort(p.begin(), p.end());
         return p;
     };
@@ -321,27 +295,18 @@ TEST(MapTables, MatchTheCommittedData) {
                                       std::make_pair("gb18030/oUni2GBRange.tsv", oUni2GBRange)}) {
         SCOPED_TRACE(file);
         std::vector<std::vector<unsigned>> want, have;
-        for (auto const& row : readData(file))
-            want.push_back({hex(row.at(0)), hex(row.at(1)), hex(row.at(2))});
+        for (Range const& r : readRanges(file)) want.push_back({r.first, r.last, r.target});
         for (auto const& r : ranges(table)) have.push_back({r.first, r.last, r.target});
         EXPECT_EQ(have, want);
     }
 
-    std::map<std::string, unsigned char const*> const types = {{"oCP932Type", oCP932Type},
-                                                               {"oCP936Type", oCP936Type},
-                                                               {"oCP949Type", oCP949Type},
-                                                               {"oCP950Type", oCP950Type},
-                                                               {"oBig5Type", oBig5Type}};
-    std::map<std::string, std::vector<unsigned>> built;
-    for (auto const& row : readData("leadbyte_types.tsv")) {
-        auto& t = built[row.at(0)];
-        t.resize(256);
-        for (unsigned b = hex(row.at(1)); b <= hex(row.at(2)); ++b) t.at(b) = hex(row.at(3));
-    }
-    ASSERT_EQ(built.size(), types.size());
-    for (auto const& [name, table] : types) {
+    for (auto const& [name, table] :
+         {std::make_pair("oCP932Type", oCP932Type), std::make_pair("oCP936Type", oCP936Type),
+          std::make_pair("oCP949Type", oCP949Type), std::make_pair("oCP950Type", oCP950Type),
+          std::make_pair("oBig5Type", oBig5Type)}) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(built[name], std::vector<unsigned>(table, table + 256));
+        auto built = readTypeTable(name);
+        EXPECT_TRUE(std::equal(built.begin(), built.end(), table));
     }
 }
 

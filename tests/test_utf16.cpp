@@ -221,19 +221,8 @@ TEST(Utf16Esc, RoundTripAndCountsAgree) {
 TEST(Utf16Contract, NullArguments) {
     VynCharSetConverterUTF16 p(VYNCS_UTF16);
     VynCharSetConverterUTF16Esc e(VYNCS_UTF16ESC);
-    VynCharSetConverter* const all[] = {&p, &e};
-    for (VynCharSetConverter* c : all) {
-        unsigned short u16[2] = {0x41, 0};
-        unsigned char b[2] = {0x77, 0x77};
-        EXPECT_EQ(c->toUTF16(nullptr, "A", 1, ILLCHAR_STOP, nullptr, 5), 0u);
-        EXPECT_EQ(c->toUTF16(u16, nullptr, 1, ILLCHAR_STOP, nullptr, 5), 0u);
-        EXPECT_EQ(u16[0], 0x41);
-        EXPECT_EQ(c->fromUTF16(nullptr, u16, 1, ILLCHAR_STOP, nullptr), 0u);
-        EXPECT_EQ(c->fromUTF16(b, nullptr, 1, ILLCHAR_STOP, nullptr), 0u);
-        EXPECT_EQ(b[0], 0x77);
-        EXPECT_EQ(c->getNumUnits(nullptr, ALL), 0u);
-        EXPECT_EQ(c->getNumBytes(nullptr, ALL), 0u);
-    }
+    expectNullArgumentsSafe(p);
+    expectNullArgumentsSafe(e);
 }
 
 } // namespace

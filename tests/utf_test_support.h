@@ -4,6 +4,7 @@
 #define VYNULIB_TESTS_UTF_TEST_SUPPORT_H
 
 #include <gtest/gtest.h>
+#include <iconv.h>
 
 #include <cstdio>
 #include <string>
@@ -78,6 +79,22 @@ inline void expectNullArgumentsSafe(VynCharSetConverter& c) {
     EXPECT_TRUE(flag);
     EXPECT_EQ(c.getNumUnits(nullptr, static_cast<unsigned long>(-1)), 0u);
     EXPECT_EQ(c.getNumBytes(nullptr, static_cast<unsigned long>(-1)), 0u);
+}
+
+// `in` converted by iconv, the independent codec the Unicode converters are
+// compared with.
+inline std::string iconvTo(char const* to, char const* from, std::string const& in) {
+    iconv_t cd = iconv_open(to, from);
+    EXPECT_NE(cd, reinterpret_cast<iconv_t>(-1));
+    std::string out(in.size() * 4 + 8, '\0');
+    char* ip = const_cast<char*>(in.data());
+    size_t il = in.size();
+    char* op = &out[0];
+    size_t ol = out.size();
+    EXPECT_NE(iconv(cd, &ip, &il, &op, &ol), static_cast<size_t>(-1));
+    iconv_close(cd);
+    out.resize(out.size() - ol);
+    return out;
 }
 
 // A tiny deterministic generator so that randomised tests repeat exactly.

@@ -1,47 +1,13 @@
 // Editing and concatenation of VynUString: trim, resize, left, mid, replace,
 // erase(p, n), operator+ and the comparisons with a pointer on the left.
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <functional>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
-#include <vynulib/string/VynUString.h>
+#include "ustring_test_support.h"
 
 namespace {
 
-using std::u16string;
 using namespace std::string_literals;
-constexpr unsigned long npos = VynUString::npos;
-
-// Verbatim: the pointer-pair constructor keeps zero units too.
-VynUString U(u16string const& s) {
-    std::vector<unsigned short> v(s.begin(), s.end());
-    return VynUString(v.data(), v.data() + v.size());
-}
-
-u16string S(VynUString const& s) {
-    return u16string(s.data(), s.data() + s.length());
-}
-
-// Runs f and returns the exception's type and text, or "" when none came.
-template <class F> std::string thrown(F&& f) {
-    try {
-        f();
-    } catch (std::out_of_range const& e) {
-        return std::string("out_of_range: ") + e.what();
-    } catch (std::length_error const& e) {
-        return std::string("length_error: ") + e.what();
-    }
-    return "";
-}
-
-std::string const kRange = "out_of_range: invalid string index given";
-std::string const kLength = "length_error: exceed maximum string length";
-
-// --- trim ------------------------------------------------------------------
 
 TEST(UStringTrim, TargetsAndCommands) {
     using T = VynUString;
@@ -59,11 +25,7 @@ TEST(UStringTrim, TargetsAndCommands) {
         {u" \t\n\r", T::TRIM_BOTH, T::TRIM_WHITESPACE, u""},
         {u" \t\n\r", T::TRIM_TRAILING, T::TRIM_WHITESPACE, u""},
         {u"\u3000\u00A0x\u2028", T::TRIM_BOTH, T::TRIM_WHITESPACE, u"x"},
-        {u"\x0B"
-         u"a\x0B",
-         T::TRIM_BOTH, T::TRIM_WHITESPACE,
-         u"\x0B"
-         u"a\x0B"},
+        {u"\x0B\x61\x0B", T::TRIM_BOTH, T::TRIM_WHITESPACE, u"\x0B\x61\x0B"},
         {u"   ", T::TRIM_BOTH, T::TRIM_SPACE, u""},
         {u"\t ", T::TRIM_BOTH, T::TRIM_SPACE, u"\t"},
         {u" \ta\t ", T::TRIM_LEADING, T::TRIM_SPACE, u"\ta\t "},
@@ -83,163 +45,112 @@ TEST(UStringTrim, TargetsAndCommands) {
     }
 }
 
-// --- every edit drops the cached byte text ----------------------------------
-
+// Every edit drops the cached byte text, except a resize to the same length.
 TEST(UStringEdit, ChangesDropCachedBytes) {
     struct Case {
-        char const* name;
         std::function<void(VynUString&)> edit;
         char const* bytes; // expected c_str afterwards
-    };
-    Case const cases[] = {
-        {"trim", [](VynUString& s) { s.trim(); }, "ab c"},
-        {"resize shorter", [](VynUString& s) { s.resize(2, u'x'); }, " a"},
-        {"resize longer", [](VynUString& s) { s.resize(7, 'x', VYNCS_UTF8); }, " ab c x"},
-        {"replace", [](VynUString& s) { s.replace(0, 1, U(u"Z"), 0, 1); }, "Zab c "},
-        {"erase", [](VynUString& s) { s.erase(1, 3); }, " c "},
+    } const cases[] = {
+        {[](VynUString& s) { s.trim(); }, "ab c"},
+        {[](VynUString& s) { s.resize(2, u'x'); }, " a"},
+        {[](VynUString& s) { s.resize(7, 'x', VYNCS_UTF8); }, " ab c x"},
+        {[](VynUString& s) { s.replace(0, 1, U(u"Z"), 0, 1); }, "Zab c "},
+        {[](VynUString& s) { s.erase(1, 3); }, " c "},
+        {[](VynUString& s) { s.resize(6, 'x', VYNCS_UTF8); }, nullptr},
+        {[](VynUString& s) { s.resize(6, u'x'); }, nullptr},
     };
     for (auto const& c : cases) {
         VynUString s = U(u" ab c ");
-        EXPECT_STREQ(s.c_str(VYNCS_UTF8), " ab c ");
+        char const* before = s.c_str(VYNCS_UTF16);
         c.edit(s);
-        EXPECT_STREQ(s.c_str(VYNCS_UTF8), c.bytes) << c.name;
+        if (c.bytes) {
+            EXPECT_STREQ(s.c_str(VYNCS_UTF8), c.bytes) << "case " << (&c - cases);
+        } else {
+            EXPECT_EQ(s.c_str(VYNCS_UTF16), before); // kept: no second conversion
+            EXPECT_EQ(S(s), u" ab c ");
+        }
     }
 }
 
-// --- resize ----------------------------------------------------------------
-
-TEST(UStringResize, SameLengthKeepsCacheOtherLengthsDropIt) {
-    VynUString s = U(u"abc");
-    char const* p = s.c_str(VYNCS_UTF16);
-    s.resize(3, u'x');
-    s.resize(3, 'x', VYNCS_UTF8);
-    EXPECT_EQ(s.c_str(VYNCS_UTF16), p); // same cache, no second conversion
-    EXPECT_EQ(S(s), u"abc");
-}
-
-TEST(UStringResize, UnitForm) {
-    struct Case {
-        unsigned long n;
-        u16string out;
-    };
+// Growing beyond the capacity loses the old text: fill only. A zero fill
+// byte converts to nothing, yet the length is n and the gap is zero units,
+// never what the buffer held.
+TEST(UStringResize, UnitAndByteForms) {
     u16string const ten = u"0123456789";
-    // Growing beyond the inline capacity loses the old text: fill only.
-    Case const cases[] = {
-        {10, ten},
-        {4, u"0123"},
-        {0, u""},
-        {200, ten + u16string(190, u'*')},
-        {257, ten + u16string(247, u'*')},
-        {258, u16string(258, u'*')},
-        {300, u16string(300, u'*')},
+    struct Case {
+        std::function<void(VynUString&)> op;
+        u16string out;
+    } const cases[] = {
+        {[](VynUString& s) { s.resize(10, u'*'); }, ten},
+        {[](VynUString& s) { s.resize(4, u'*'); }, u"0123"},
+        {[](VynUString& s) { s.resize(0, u'*'); }, u""},
+        {[](VynUString& s) { s.resize(257, u'*'); }, ten + u16string(247, u'*')},
+        {[](VynUString& s) { s.resize(258, u'*'); }, u16string(258, u'*')},
+        {[](VynUString& s) { s.resize(13, 'z', VYNCS_UTF8); }, ten + u"zzz"},
+        {[](VynUString& s) { s.resize(3, 'q', VYNCS_UTF8); }, u"012"},
+        {[](VynUString& s) { s.resize(600, 'y', VYNCS_ISO_8859_1); }, u16string(600, u'y')},
+        {[](VynUString& s) { s.resize(12, '\xC3', VYNCS_UTF8); }, ten + u"\xFFFD\xFFFD"},
+        {[](VynUString& s) {
+             s.erase(3, 7);
+             s.resize(6, '\0', VYNCS_UTF8);
+         },
+         u"012\0\0\0"s},
+        {[](VynUString& s) { s.resize(1000, '\0', VYNCS_UTF8); }, u16string(1000, u'\0')},
     };
     for (auto const& c : cases) {
         VynUString s = U(ten);
-        s.resize(c.n, u'*');
-        EXPECT_EQ(S(s), c.out) << c.n;
-        EXPECT_EQ(s.data()[s.length()], 0);
+        c.op(s);
+        EXPECT_EQ(S(s), c.out) << "case " << (&c - cases);
+        expectWellFormed(s);
     }
-}
-
-TEST(UStringResize, ByteForm) {
-    VynUString s = U(u"ab");
-    s.resize(5, 'z', VYNCS_UTF8);
-    EXPECT_EQ(S(s), u"abzzz");
-    s.resize(3, 'q', VYNCS_UTF8);
-    EXPECT_EQ(S(s), u"abz");
-    s.resize(600, 'y', VYNCS_ISO_8859_1);
-    EXPECT_EQ(S(s), u16string(600, u'y')); // grown past capacity: old text gone
-
-    // Two bytes of a two-byte UTF-8 sequence make one unit, yet the length is n.
-    VynUString t = U(u"a");
-    t.resize(3, '\xC3', VYNCS_UTF8);
-    EXPECT_EQ(t.length(), 3u);
-    EXPECT_EQ(t.data()[3], 0);
-}
-
-TEST(UStringResize, ZeroByteConvertsNothingButSetsLength) {
-    VynUString s = U(u"abcdef");
-    s.erase(3, 3); // the buffer still holds units behind the new end
-    s.resize(6, '\0', VYNCS_UTF8);
-    ASSERT_EQ(s.length(), 6u);
-    EXPECT_EQ(S(s).substr(0, 3), u"abc");
-    // The gap is zeroed rather than left to whatever the buffer held, so a
-    // fresh heap array never shows indeterminate units.
-    EXPECT_EQ(S(s).substr(3), u16string(3, u'\0'));
-
-    VynUString h;
-    h.resize(1000, '\0', VYNCS_UTF8);
-    ASSERT_EQ(h.length(), 1000u);
-    EXPECT_EQ(S(h), u16string(1000, u'\0'));
-}
-
-TEST(UStringResize, NposThrowsAndChangesNothing) {
     VynUString s = U(u"abc");
     EXPECT_EQ(thrown([&] { s.resize(npos, u'x'); }), kLength);
     EXPECT_EQ(thrown([&] { s.resize(npos, 'x', VYNCS_UTF8); }), kLength);
     EXPECT_EQ(S(s), u"abc");
 }
 
-// --- left and mid ----------------------------------------------------------
-
+// left(n) where p is npos, mid(p, n) otherwise. For mid(7) len - p wraps and
+// p plus it is len again: empty, no throw.
 TEST(UStringSubstr, LeftAndMid) {
     struct Case {
-        char const* name;
-        std::function<VynUString(VynUString const&)> f;
+        unsigned long p, n;
         u16string out;
         bool throws;
-    };
-    Case const cases[] = {
-        {"left(0)", [](auto& s) { return s.left(0); }, u"", false},
-        {"left(3)", [](auto& s) { return s.left(3); }, u"hel", false},
-        {"left(len)", [](auto& s) { return s.left(5); }, u"hello", false},
-        {"left(len+1)", [](auto& s) { return s.left(6); }, u"", true},
-        {"left(npos)", [](auto& s) { return s.left(npos); }, u"", true},
-        {"mid(1)", [](auto& s) { return s.mid(1); }, u"ello", false},
-        {"mid(1,npos)", [](auto& s) { return s.mid(1, npos); }, u"ello", false},
-        {"mid(2,2)", [](auto& s) { return s.mid(2, 2); }, u"ll", false},
-        {"mid(len,0)", [](auto& s) { return s.mid(5, 0); }, u"", false},
-        {"mid(len)", [](auto& s) { return s.mid(5); }, u"", false},
-        // len - p wraps and p plus it is len again: empty, no throw.
-        {"mid(len+2)", [](auto& s) { return s.mid(7); }, u"", false},
-        {"mid(npos)", [](auto& s) { return s.mid(npos); }, u"", false},
-        {"mid(4,2)", [](auto& s) { return s.mid(4, 2); }, u"", true},
-        {"mid(6,0)", [](auto& s) { return s.mid(6, 0); }, u"", true},
-        {"mid(0,6)", [](auto& s) { return s.mid(0, 6); }, u"", true},
+    } const cases[] = {
+        {npos, 0, u"", false}, {npos, 3, u"hel", false}, {npos, 5, u"hello", false},
+        {npos, 6, u"", true},  {npos, npos, u"", true},  {1, npos, u"ello", false},
+        {2, 2, u"ll", false},  {5, 0, u"", false},       {5, npos, u"", false},
+        {7, npos, u"", false}, {4, 2, u"", true},        {6, 0, u"", true},
+        {0, 6, u"", true},
     };
     VynUString const s = U(u"hello");
     for (auto const& c : cases) {
         VynUString r;
-        std::string e = thrown([&] { r = c.f(s); });
-        EXPECT_EQ(e, c.throws ? kRange : "") << c.name;
-        EXPECT_EQ(S(r), c.out) << c.name;
+        std::string e = thrown([&] { r = c.p == npos ? s.left(c.n) : s.mid(c.p, c.n); });
+        EXPECT_EQ(e, c.throws ? kRange : "") << "case " << (&c - cases);
+        EXPECT_EQ(S(r), c.out) << "case " << (&c - cases);
     }
-    EXPECT_EQ(S(s), u"hello");
+    EXPECT_EQ(S(s.mid(1)), u"ello");
+    EXPECT_EQ(thrown([&] { s.mid(npos); }), "");
 }
 
-// --- replace and erase -----------------------------------------------------
-
+// A source position at its end inserts nothing; the string is left alone
+// when a position is out of range.
 TEST(UStringReplace, Ranges) {
     struct Case {
         unsigned long p, n;
         u16string src;
         unsigned long q, k;
-        u16string out; // "" with throws set: the string must stay "hello"
+        u16string out;
         bool throws;
     };
     Case const cases[] = {
-        {0, npos, u"XY", 0, npos, u"XY", false},
-        {5, 0, u"!", 0, 1, u"hello!", false},
-        {0, 0, u"ab", 1, 1, u"bhello", false},
-        {1, 3, u"ABC", 1, npos, u"hBCo", false},
-        {2, 100, u"", 0, 0, u"he", false},
-        {2, 1, u"xyz", 3, 5, u"helo", false}, // q at the end inserts nothing
-        {0, 5, u"", 0, 0, u"", false},
-        {4, npos, u"\0z"s, 0, 2, u"hell\0z"s, false},
-        {6, 0, u"x", 0, 1, u"", true},
-        {npos, 0, u"x", 0, 1, u"", true},
-        {0, 0, u"x", 2, 1, u"", true},
-        {0, 0, u"x", npos, 1, u"", true},
+        {0, npos, u"XY", 0, npos, u"XY", false}, {5, 0, u"!", 0, 1, u"hello!", false},
+        {0, 0, u"ab", 1, 1, u"bhello", false},   {1, 3, u"ABC", 1, npos, u"hBCo", false},
+        {2, 100, u"", 0, 0, u"he", false},       {2, 1, u"xyz", 3, 5, u"helo", false},
+        {0, 5, u"", 0, 0, u"", false},           {4, npos, u"\0z"s, 0, 2, u"hell\0z"s, false},
+        {6, 0, u"x", 0, 1, u"", true},           {npos, 0, u"x", 0, 1, u"", true},
+        {0, 0, u"x", 2, 1, u"", true},           {0, 0, u"x", npos, 1, u"", true},
     };
     for (auto const& c : cases) {
         VynUString s = U(u"hello");
@@ -267,6 +178,7 @@ TEST(UStringReplace, SelfAsSourceAroundScratchLimit) {
     EXPECT_EQ(S(s), u"llo");
 }
 
+// f after l: the count wraps and everything from f on goes.
 TEST(UStringReplace, PointerRange) {
     struct Case {
         long f, l; // offsets into "hello"
@@ -274,15 +186,9 @@ TEST(UStringReplace, PointerRange) {
         bool throws;
     };
     Case const cases[] = {
-        {1, 3, u"hZlo", false},
-        {0, 5, u"Z", false},
-        {5, 5, u"helloZ", false},
-        {0, 0, u"Zhello", false},
-        // f after l: the count wraps and everything from f on goes.
-        {3, 1, u"helZ", false},
-        {-1, 2, u"", true},
-        {1, 6, u"", true},
-        {6, 6, u"", true},
+        {1, 3, u"hZlo", false},   {0, 5, u"Z", false},    {5, 5, u"helloZ", false},
+        {0, 0, u"Zhello", false}, {3, 1, u"helZ", false}, {-1, 2, u"", true},
+        {1, 6, u"", true},        {6, 6, u"", true},
     };
     VynUString const z = U(u"Z");
     for (auto const& c : cases) {
@@ -298,6 +204,7 @@ TEST(UStringReplace, PointerRange) {
     EXPECT_EQ(S(s), u"hello");
 }
 
+// An empty string takes any position.
 TEST(UStringErase, Ranges) {
     struct Case {
         u16string in;
@@ -306,11 +213,10 @@ TEST(UStringErase, Ranges) {
         bool throws;
     };
     Case const cases[] = {
-        {u"", 5, 1, u"", false}, // empty: whatever p is
-        {u"", npos, npos, u"", false}, {u"abc", 5, 1, u"abc", true}, {u"abc", 4, 0, u"abc", true},
-        {u"abc", 3, 1, u"abc", false}, {u"abc", 1, 1, u"ac", false}, {u"abc", 1, npos, u"a", false},
-        {u"abc", 0, npos, u"", false}, {u"abc", 0, 3, u"", false},   {u"abc", 0, 2, u"c", false},
-        {u"abc", 0, 0, u"abc", false},
+        {u"", 5, 1, u"", false},        {u"", npos, npos, u"", false}, {u"abc", 5, 1, u"abc", true},
+        {u"abc", 4, 0, u"abc", true},   {u"abc", 3, 1, u"abc", false}, {u"abc", 1, 1, u"ac", false},
+        {u"abc", 1, npos, u"a", false}, {u"abc", 0, npos, u"", false}, {u"abc", 0, 3, u"", false},
+        {u"abc", 0, 2, u"c", false},    {u"abc", 0, 0, u"abc", false},
     };
     for (auto const& c : cases) {
         VynUString s = U(c.in);
@@ -320,41 +226,36 @@ TEST(UStringErase, Ranges) {
     }
 }
 
-// --- concatenation ---------------------------------------------------------
-
 TEST(UStringConcat, AllOperandKinds) {
     VynUString const s = U(u"ab");
     unsigned short const w[] = {0x263A, u'z', 0};
     char const* nullBytes = nullptr;
     unsigned short const* nullUnits = nullptr;
     struct Case {
-        char const* name;
         VynUString r;
         u16string out;
     };
     Case const cases[] = {
-        {"s+char", s + 'c', u"abc"},
-        {"s+zero char", s + '\0', u"ab"},
-        {"s+unit", s + static_cast<unsigned short>(0xD800), u"ab\xD800"},
-        {"s+zero unit", s + static_cast<unsigned short>(0), u"ab"},
-        {"s+bytes", s + "cd", u"abcd"},
-        {"s+null bytes", s + nullBytes, u"ab"},
-        {"s+units", s + w, u"ab\u263Az"},
-        {"s+null units", s + nullUnits, u"ab"},
-        {"s+s", s + s, u"abab"},
-        {"s+empty", s + VynUString(), u"ab"},
-        {"char+s", 'x' + s, u"xab"},
-        {"unit+s", static_cast<unsigned short>(0x263A) + s, u"\u263Aab"},
-        {"bytes+s", "xy" + s, u"xyab"},
-        {"null bytes+s", nullBytes + s, u"ab"},
-        {"units+s", w + s, u"\u263Azab"},
-        {"empty+empty", VynUString() + VynUString(), u""},
+        {s + 'c', u"abc"},
+        {s + '\0', u"ab"},
+        {s + static_cast<unsigned short>(0xD800), u"ab\xD800"},
+        {s + static_cast<unsigned short>(0), u"ab"},
+        {s + "cd", u"abcd"},
+        {s + nullBytes, u"ab"},
+        {s + w, u"ab\u263Az"},
+        {s + nullUnits, u"ab"},
+        {s + s, u"abab"},
+        {s + VynUString(), u"ab"},
+        {'x' + s, u"xab"},
+        {static_cast<unsigned short>(0x263A) + s, u"\u263Aab"},
+        {"xy" + s, u"xyab"},
+        {nullBytes + s, u"ab"},
+        {w + s, u"\u263Azab"},
+        {VynUString() + VynUString(), u""},
     };
-    for (auto const& c : cases) EXPECT_EQ(S(c.r), c.out) << c.name;
+    for (auto const& c : cases) EXPECT_EQ(S(c.r), c.out) << "case " << (&c - cases);
     EXPECT_EQ(S(s), u"ab"); // operands are never changed
 }
-
-// --- comparisons with a pointer on the left ---------------------------------
 
 // The six results as "==,!=,<,>,<=,>=" flags, e.g. "011010" for less.
 template <class P> std::string relations(P a, VynUString const& b) {

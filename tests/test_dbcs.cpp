@@ -78,9 +78,9 @@ protected:
     void checkDecode(std::string const& bytes, std::vector<unsigned> const& chars) {
         bool ill = false, bad = false;
         for (unsigned ch : chars) bad |= ch == 0;
-        EXPECT_EQ(utf16Of(chars, false), decode(*conv, bytes, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(utf16Of(chars, false), decode(*conv, bytes, REP, &ill));
         EXPECT_EQ(bad, ill);
-        EXPECT_EQ(utf16Of(chars, true), decode(*conv, bytes, ILLCHAR_STOP, &ill));
+        EXPECT_EQ(utf16Of(chars, true), decode(*conv, bytes, STOP, &ill));
         EXPECT_EQ(bad, ill);
         EXPECT_EQ(utf16Of(chars, false).size(), conv->getNumUnits(bytes.c_str(), kAll));
     }
@@ -92,10 +92,10 @@ protected:
         if (code) bytes += static_cast<char>(code & 0xFF);
         std::string esc = units.size() == 2 ? escapeOf({units[0], units[1]}) : escapeOf({scalar});
         bool ill = false;
-        ASSERT_EQ(code ? bytes : "?", encode(*conv, units, ILLCHAR_REPLACE, &ill)) << scalar;
+        ASSERT_EQ(code ? bytes : "?", encode(*conv, units, REP, &ill)) << scalar;
         EXPECT_EQ(code == 0, ill);
-        ASSERT_EQ(code ? bytes : esc, encode(*conv, units, ILLCHAR_ESCAPE, &ill)) << scalar;
-        ASSERT_EQ(code ? bytes : "", encode(*conv, units, ILLCHAR_STOP, &ill)) << scalar;
+        ASSERT_EQ(code ? bytes : esc, encode(*conv, units, ESC, &ill)) << scalar;
+        ASSERT_EQ(code ? bytes : "", encode(*conv, units, STOP, &ill)) << scalar;
         EXPECT_EQ(code == 0, ill);
         std::vector<unsigned short> z(units);
         z.push_back(0);
@@ -171,7 +171,7 @@ TEST(Dbcs, BadLeadBytesInARun) {
         SCOPED_TRACE(k.bytes);
         auto c = make(k.cs);
         bool ill = !k.ill;
-        EXPECT_EQ(k.want, decode(*c, k.bytes, ILLCHAR_REPLACE, &ill));
+        EXPECT_EQ(k.want, decode(*c, k.bytes, REP, &ill));
         EXPECT_EQ(k.ill, ill);
         EXPECT_EQ(k.want.size(), c->getNumUnits(k.bytes, kAll));
     }
@@ -196,7 +196,7 @@ TEST(Dbcs, DecodeNeverSplitsACharacterOverTheRoom) {
     for (Case const& k : cases) {
         SCOPED_TRACE(k.room);
         auto c = make(k.cs);
-        for (ILLCHAR_OPTYPE op : {ILLCHAR_STOP, ILLCHAR_REPLACE}) {
+        for (ILLCHAR_OPTYPE op : {STOP, REP}) {
             bool ill = true;
             EXPECT_EQ(k.want, decode(*c, k.bytes, op, &ill, -1, k.room));
             EXPECT_FALSE(ill);
@@ -226,7 +226,7 @@ TEST(Dbcs, SourceLimit) {
     for (Case const& k : cases) {
         SCOPED_TRACE(k.maxSrc);
         bool ill = !k.ill;
-        EXPECT_EQ(k.want, decode(*c, "\x82\xA0\x41\x82\x9F", ILLCHAR_REPLACE, &ill, k.maxSrc));
+        EXPECT_EQ(k.want, decode(*c, "\x82\xA0\x41\x82\x9F", REP, &ill, k.maxSrc));
         EXPECT_EQ(k.ill, ill);
     }
 }
@@ -248,8 +248,7 @@ TEST(Dbcs, SourceLimitBoundsReadingOfUnterminatedBuffers) {
                     buf[i] = static_cast<unsigned char>((x & 0x100) ? 0x81 + v % 0x1F : v | 1);
                 }
                 std::vector<unsigned short> out(2 * len + 1);
-                unsigned long n =
-                    c->toUTF16(out.data(), buf.get(), 2 * len, ILLCHAR_REPLACE, nullptr, len);
+                unsigned long n = c->toUTF16(out.data(), buf.get(), 2 * len, REP, nullptr, len);
                 ASSERT_EQ(c->getNumUnits(buf.get(), len), n) << cs << " len " << len;
                 ASSERT_EQ(0, out[n]);
             }
@@ -266,34 +265,34 @@ TEST(Dbcs, EncodeCases) {
         std::string want;
         bool ill;
     } const cases[] = {
-        {VYNCS_WCP936, {0x4E96}, ILLCHAR_REPLACE, 9, "\x81\x81", false},
+        {VYNCS_WCP936, {0x4E96}, REP, 9, "\x81\x81", false},
         // Room: a two-byte code is written whole or not at all.
-        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 0, "", false},
-        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 1, "", false},
-        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 2, "\x82\xA0", false},
-        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 3, "\x82\xA0\x41", false},
-        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 4, "\x82\xA0\x41", false},
-        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, ILLCHAR_REPLACE, 5, "\x82\xA0\x41\x82\xA0", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, REP, 0, "", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, REP, 1, "", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, REP, 2, "\x82\xA0", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, REP, 3, "\x82\xA0\x41", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, REP, 4, "\x82\xA0\x41", false},
+        {VYNCS_WCP932, {0x3042, 'A', 0x3042}, REP, 5, "\x82\xA0\x41\x82\xA0", false},
         // U+20AC has no code in 932; an escape is never cut.
-        {VYNCS_WCP932, {0x20AC}, ILLCHAR_ESCAPE, 5, "", true},
-        {VYNCS_WCP932, {'A', 0x20AC}, ILLCHAR_ESCAPE, 6, "A", true},
-        {VYNCS_WCP932, {'A', 0x20AC}, ILLCHAR_ESCAPE, 7, "AU+20AC", true},
-        {VYNCS_WCP932, {'A', 0x20AC, 'B'}, ILLCHAR_STOP, 9, "A", true},
+        {VYNCS_WCP932, {0x20AC}, ESC, 5, "", true},
+        {VYNCS_WCP932, {'A', 0x20AC}, ESC, 6, "A", true},
+        {VYNCS_WCP932, {'A', 0x20AC}, ESC, 7, "AU+20AC", true},
+        {VYNCS_WCP932, {'A', 0x20AC, 'B'}, STOP, 9, "A", true},
         {VYNCS_WCP932, {'A', 0x20AC, 'B'}, static_cast<ILLCHAR_OPTYPE>(3), 9, "A?B", true},
         // BMP-only sets take surrogates one unit at a time.
-        {VYNCS_WCP932, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 9, "??", true},
+        {VYNCS_WCP932, {0xD840, 0xDC0B}, REP, 9, "??", true},
         // Shift_JIS-2004: pairs, unmapped pairs, lone surrogates.
-        {VYNCS_SJIS0213, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 1, "", false},
-        {VYNCS_SJIS0213, {0xD840, 0xDC0B}, ILLCHAR_REPLACE, 2, "\x87\xA0", false},
-        {VYNCS_SJIS0213, {0xD83D, 0xDE00, 'A'}, ILLCHAR_REPLACE, 9, "?A", true},
-        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, ILLCHAR_ESCAPE, 11, "", true},
-        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, ILLCHAR_ESCAPE, 12, "U+D83DU+DE00", true},
-        {VYNCS_SJIS0213, {0xD800, 'A'}, ILLCHAR_REPLACE, 9, "?A", true},
-        {VYNCS_SJIS0213, {0xD800, 'A'}, ILLCHAR_ESCAPE, 9, "U+D800A", true},
-        {VYNCS_SJIS0213, {0xD800, 0xD840, 0xDC0B}, ILLCHAR_REPLACE, 9, "?\x87\xA0", true},
-        {VYNCS_SJIS0213, {'A', 0xD800}, ILLCHAR_REPLACE, 9, "A?", true},
-        {VYNCS_SJIS0213, {0xDC0B, 'A'}, ILLCHAR_ESCAPE, 9, "U+DC0BA", true},
-        {VYNCS_SJIS0213, {0xD800, 'A'}, ILLCHAR_STOP, 9, "", true},
+        {VYNCS_SJIS0213, {0xD840, 0xDC0B}, REP, 1, "", false},
+        {VYNCS_SJIS0213, {0xD840, 0xDC0B}, REP, 2, "\x87\xA0", false},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00, 'A'}, REP, 9, "?A", true},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, ESC, 11, "", true},
+        {VYNCS_SJIS0213, {0xD83D, 0xDE00}, ESC, 12, "U+D83DU+DE00", true},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, REP, 9, "?A", true},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, ESC, 9, "U+D800A", true},
+        {VYNCS_SJIS0213, {0xD800, 0xD840, 0xDC0B}, REP, 9, "?\x87\xA0", true},
+        {VYNCS_SJIS0213, {'A', 0xD800}, REP, 9, "A?", true},
+        {VYNCS_SJIS0213, {0xDC0B, 'A'}, ESC, 9, "U+DC0BA", true},
+        {VYNCS_SJIS0213, {0xD800, 'A'}, STOP, 9, "", true},
     };
     for (Case const& k : cases) {
         SCOPED_TRACE(k.want);
@@ -348,12 +347,12 @@ TEST(Dbcs, NullPointersAndInstancesWithoutMap) {
         EXPECT_EQ(0u, c->getNumUnits("A", 0));
         // Empty source or no room: a lone terminator.
         bool ill = true;
-        EXPECT_TRUE(decode(*c, "", ILLCHAR_REPLACE, &ill).empty());
-        EXPECT_TRUE(encode(*c, {'A'}, ILLCHAR_REPLACE, &ill, 0).empty());
+        EXPECT_TRUE(decode(*c, "", REP, &ill).empty());
+        EXPECT_TRUE(encode(*c, {'A'}, REP, &ill, 0).empty());
         // Without a map nothing converts, cleanly; with one it does.
-        EXPECT_EQ(hasMap ? 2u : 0u, decode(*c, "A\x82\xA0", ILLCHAR_REPLACE, &ill).size());
+        EXPECT_EQ(hasMap ? 2u : 0u, decode(*c, "A\x82\xA0", REP, &ill).size());
         EXPECT_FALSE(ill);
-        EXPECT_EQ(hasMap ? 3u : 0u, encode(*c, {'A', 0x3042}, ILLCHAR_REPLACE, &ill).size());
+        EXPECT_EQ(hasMap ? 3u : 0u, encode(*c, {'A', 0x3042}, REP, &ill).size());
         EXPECT_EQ(hasMap ? 2u : 0u, c->getNumUnits("A\x82\xA0", kAll));
         EXPECT_EQ(hasMap ? 3u : 0u, c->getNumBytes(w, kAll));
     }

@@ -147,15 +147,13 @@ TEST_F(EucJp, EverySingleShift3FormIsUnconvertible) {
     for (unsigned b = 0xA1; b <= 0xFE; ++b)
         for (unsigned t = 0xA1; t <= 0xFE; ++t) {
             unsigned u = find(fwd, ((b & 0x7F) << 8) | (t & 0x7F));
-            Decoded d =
-                decode(cnv, {0x8F, Bytes::value_type(b), Bytes::value_type(t)}, ILLCHAR_REPLACE);
+            Decoded d = decode(cnv, {0x8F, Bytes::value_type(b), Bytes::value_type(t)}, REP);
             // An unmapped pair after it loses its lead alone, then its second byte.
             Units want = u ? Units{0xFFFD, Units::value_type(u)} : Units{0xFFFD, 0xFFFD, 0xFFFD};
             ASSERT_EQ(hex(d.units), hex(want)) << std::hex << b << ' ' << t;
             ASSERT_TRUE(d.flag);
             ASSERT_TRUE(decodesTo(
-                decode(cnv, {0x8F, Bytes::value_type(b), Bytes::value_type(t)}, ILLCHAR_STOP), 0,
-                ILLCHAR_STOP));
+                decode(cnv, {0x8F, Bytes::value_type(b), Bytes::value_type(t)}, STOP), 0, STOP));
         }
 }
 
@@ -192,8 +190,6 @@ struct Converters {
                          : jp;
     }
 };
-
-ILLCHAR_OPTYPE const REP = ILLCHAR_REPLACE, STOP = ILLCHAR_STOP, ESC = ILLCHAR_ESCAPE;
 
 TEST(EucEdges, Decoding) {
     struct {

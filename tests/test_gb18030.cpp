@@ -14,8 +14,6 @@
 
 namespace {
 
-ILLCHAR_OPTYPE const REP = ILLCHAR_REPLACE, STOP = ILLCHAR_STOP, ESC = ILLCHAR_ESCAPE;
-
 // Everything the data says, plus the byte form of each four-byte index of the
 // BMP area, found by walking the byte space in order rather than by formula.
 class Gb18030 : public ::testing::Test {
@@ -123,7 +121,7 @@ TEST_F(Gb18030, EveryBmpAreaFourByteFormDecodesAsTheData) {
     for (unsigned i = 0; i < kBmpFourByteKeys; ++i) {
         unsigned v = d->keyValue[i];
         mapped += v != 0;
-        ILLCHAR_OPTYPE ops[] = {ILLCHAR_REPLACE, kOps[i % 3]};
+        ILLCHAR_OPTYPE ops[] = {REP, kOps[i % 3]};
         for (ILLCHAR_OPTYPE op : ops)
             ASSERT_TRUE(decodesTo(decode(cnv, d->keyBytes[i], op), v, op)) << hex(d->keyBytes[i]);
     }
@@ -168,8 +166,8 @@ TEST_F(Gb18030, EverySupplementaryScalarRoundTrips) {
         Units src = {Units::value_type(0xD800 + ((v - 0x10000) >> 10)),
                      Units::value_type(0xDC00 + (v & 0x3FF))};
         Bytes want = supplementaryBytes(v);
-        ASSERT_TRUE(encodesTo(encode(cnv, src, ILLCHAR_STOP), want, src, ILLCHAR_STOP));
-        ASSERT_TRUE(decodesTo(decode(cnv, want, ILLCHAR_STOP), v, ILLCHAR_STOP));
+        ASSERT_TRUE(encodesTo(encode(cnv, src, STOP), want, src, STOP));
+        ASSERT_TRUE(decodesTo(decode(cnv, want, STOP), v, STOP));
     }
 }
 

@@ -42,7 +42,7 @@ TEST_P(SbcsData, EveryByteDecodesAsTheDataSays) {
     // All bytes in one run: unmapped ones become U+FFFD and raise the flag.
     unsigned short out[257];
     bool ill = false;
-    ASSERT_EQ(255u, c.toUTF16(out, all, 256, ILLCHAR_REPLACE, &ill, -1));
+    ASSERT_EQ(255u, c.toUTF16(out, all, 256, REP, &ill, -1));
     bool anyUnmapped = false;
     for (int b = 1; b < 256; ++b) {
         anyUnmapped |= fwd[b] == 0;
@@ -51,11 +51,11 @@ TEST_P(SbcsData, EveryByteDecodesAsTheDataSays) {
     EXPECT_EQ(0, out[255]);
     EXPECT_EQ(anyUnmapped, ill);
 
-    // One byte at a time with ILLCHAR_STOP: an unmapped byte gives nothing.
+    // One byte at a time with STOP: an unmapped byte gives nothing.
     for (int b = 1; b < 256; ++b) {
         unsigned char one[2] = {static_cast<unsigned char>(b), 0};
         unsigned short o[3] = {kCanary16, kCanary16, kCanary16};
-        unsigned long n = c.toUTF16(o, one, 2, ILLCHAR_STOP, &ill, -1);
+        unsigned long n = c.toUTF16(o, one, 2, STOP, &ill, -1);
         EXPECT_EQ(fwd[b] ? 1u : 0u, n) << "byte " << b;
         EXPECT_EQ(fwd[b] == 0, ill) << "byte " << b;
         EXPECT_EQ(0, o[n]);
@@ -77,8 +77,8 @@ TEST_P(SbcsData, EveryBmpUnitEncodesAsTheDataSays) {
         wantEscape +=
             it != rev.end() ? std::string(1, static_cast<char>(it->second)) : escapeOf({u});
     }
-    for (auto op : {ILLCHAR_REPLACE, ILLCHAR_ESCAPE}) {
-        std::string const& want = op == ILLCHAR_REPLACE ? wantReplace : wantEscape;
+    for (auto op : {REP, ESC}) {
+        std::string const& want = op == REP ? wantReplace : wantEscape;
         std::vector<char> out(want.size() + 1, '\x7F');
         bool ill = false;
         ASSERT_EQ(want.size(), c.fromUTF16(out.data(), units.data(), want.size(), op, &ill));
@@ -89,13 +89,13 @@ TEST_P(SbcsData, EveryBmpUnitEncodesAsTheDataSays) {
     // Every unit counts one byte, mapped or not.
     EXPECT_EQ(0xFFFFu, c.getNumBytes(units.data(), kAll));
 
-    // ILLCHAR_STOP, one unit at a time.
+    // STOP, one unit at a time.
     for (unsigned u = 1; u <= 0xFFFF; ++u) {
         unsigned short one[2] = {static_cast<unsigned short>(u), 0};
         unsigned char o[3] = {kCanary8, kCanary8, kCanary8};
         bool ill = false;
         auto it = rev.find(u);
-        unsigned long n = c.fromUTF16(o, one, 2, ILLCHAR_STOP, &ill);
+        unsigned long n = c.fromUTF16(o, one, 2, STOP, &ill);
         ASSERT_EQ(it != rev.end() ? 1u : 0u, n) << "unit " << u;
         EXPECT_EQ(it == rev.end(), ill);
         if (n) {
@@ -130,8 +130,7 @@ TEST(Sbcs, DecodeStopsAtRoomAndSourceLimit) {
     for (Case const& k : cases) {
         std::vector<unsigned short> out(k.room + 2, kCanary16);
         bool ill = true;
-        EXPECT_EQ(k.want,
-                  cp1252().toUTF16(out.data(), src, k.room, ILLCHAR_REPLACE, &ill, k.maxSrc))
+        EXPECT_EQ(k.want, cp1252().toUTF16(out.data(), src, k.room, REP, &ill, k.maxSrc))
             << "room " << k.room << " maxSrc " << k.maxSrc;
         EXPECT_FALSE(ill);
         EXPECT_EQ(0, out[k.want]);
@@ -145,7 +144,7 @@ TEST(Sbcs, SourceLimitIsABoundOnReading) {
     // Exactly three bytes on the heap, no terminator: the limit alone ends it.
     std::unique_ptr<unsigned char[]> src(new unsigned char[3]{'x', 0xE9, 'y'});
     unsigned short out[8];
-    EXPECT_EQ(3u, cp1252().toUTF16(out, src.get(), 7, ILLCHAR_REPLACE, nullptr, 3));
+    EXPECT_EQ(3u, cp1252().toUTF16(out, src.get(), 7, REP, nullptr, 3));
     EXPECT_EQ(0xE9, out[1]);
     EXPECT_EQ(0, out[3]);
 }
@@ -159,14 +158,14 @@ TEST(Sbcs, EncodeNeverCutsAnEscape) {
         char const* want;
         bool ill;
     } const cases[] = {
-        {ILLCHAR_ESCAPE, 0, "", false},
-        {ILLCHAR_ESCAPE, 1, "A", false},
-        {ILLCHAR_ESCAPE, 6, "A", true},
-        {ILLCHAR_ESCAPE, 7, "AU+4E00", true},
-        {ILLCHAR_ESCAPE, 8, "AU+4E00B", true},
-        {ILLCHAR_REPLACE, 2, "A?", true},
-        {ILLCHAR_REPLACE, 9, "A?B", true},
-        {ILLCHAR_STOP, 9, "A", true},
+        {ESC, 0, "", false},
+        {ESC, 1, "A", false},
+        {ESC, 6, "A", true},
+        {ESC, 7, "AU+4E00", true},
+        {ESC, 8, "AU+4E00B", true},
+        {REP, 2, "A?", true},
+        {REP, 9, "A?B", true},
+        {STOP, 9, "A", true},
         {static_cast<ILLCHAR_OPTYPE>(3), 9, "A?B", true}, // unknown values replace
     };
     for (Case const& k : cases) {
@@ -181,7 +180,7 @@ TEST(Sbcs, EncodeNeverCutsAnEscape) {
     // A lone escape in exactly five bytes of room writes nothing.
     unsigned short const cjk[] = {0x4E00, 0};
     char o[6];
-    EXPECT_EQ(0u, cp1252().fromUTF16(o, cjk, 5, ILLCHAR_ESCAPE, nullptr));
+    EXPECT_EQ(0u, cp1252().fromUTF16(o, cjk, 5, ESC, nullptr));
     EXPECT_EQ(0, o[0]);
 }
 
@@ -204,15 +203,15 @@ TEST(Sbcs, InstanceWithoutMapConvertsNothing) {
     unsigned short const w[] = {'A', 0};
     char b[3] = {'z', 'z', 'z'};
     bool ill = true;
-    EXPECT_EQ(0u, c.toUTF16(u16, "AB", 2, ILLCHAR_REPLACE, &ill, -1));
+    EXPECT_EQ(0u, c.toUTF16(u16, "AB", 2, REP, &ill, -1));
     EXPECT_EQ(0, u16[0]);
     EXPECT_EQ(kCanary16, u16[1]);
     EXPECT_FALSE(ill);
-    EXPECT_EQ(0u, c.fromUTF16(b, w, 2, ILLCHAR_REPLACE, &ill));
+    EXPECT_EQ(0u, c.fromUTF16(b, w, 2, REP, &ill));
     EXPECT_EQ(0, b[0]);
     EXPECT_EQ('z', b[1]);
     c.load(); // still nothing to build, and no harm
-    EXPECT_EQ(0u, c.toUTF16(u16, "AB", 2, ILLCHAR_REPLACE, &ill, -1));
+    EXPECT_EQ(0u, c.toUTF16(u16, "AB", 2, REP, &ill, -1));
 }
 
 } // namespace

@@ -35,7 +35,7 @@ TEST(Utf16Plain, ToUtf16Limits) {
         SCOPED_TRACE(tc.name);
         Guarded<unsigned short> dst(tc.cap + 1);
         bool flag = true;
-        unsigned long r = c.toUTF16(dst.data(), src.data(), tc.cap, ILLCHAR_STOP, &flag, tc.limit);
+        unsigned long r = c.toUTF16(dst.data(), src.data(), tc.cap, STOP, &flag, tc.limit);
         ASSERT_EQ(r, tc.result);
         EXPECT_EQ(dst.head(r), U16(src.begin(), src.begin() + r));
         EXPECT_EQ(dst[r], 0);
@@ -52,7 +52,7 @@ TEST(Utf16Plain, FromUtf16ByteCapacity) {
     for (unsigned long cap = 0; cap < sizeof expected / sizeof expected[0]; ++cap) {
         SCOPED_TRACE(cap);
         Guarded<unsigned char> dst(cap + 2);
-        unsigned long r = c.fromUTF16(dst.data(), src.data(), cap, ILLCHAR_STOP, nullptr);
+        unsigned long r = c.fromUTF16(dst.data(), src.data(), cap, STOP, nullptr);
         ASSERT_EQ(r, expected[cap]);
         EXPECT_EQ(0, std::memcmp(dst.data(), src.data(), r));
         EXPECT_EQ(dst[r], 0);
@@ -68,11 +68,11 @@ TEST(Utf16Plain, MisalignedByteSide) {
     std::memcpy(raw + 1, units, sizeof units);
     VynCharSetConverterUTF16 c(VYNCS_UTF16);
     unsigned short dst[4];
-    EXPECT_EQ(c.toUTF16(dst, raw + 1, 3, ILLCHAR_STOP, nullptr, 10), 2u);
+    EXPECT_EQ(c.toUTF16(dst, raw + 1, 3, STOP, nullptr, 10), 2u);
     EXPECT_EQ(dst[1], 0x20AC);
     EXPECT_EQ(c.getNumUnits(raw + 1, ALL), 2u);
     unsigned char out[16];
-    EXPECT_EQ(c.fromUTF16(out + 1, units, 8, ILLCHAR_STOP, nullptr), 4u);
+    EXPECT_EQ(c.fromUTF16(out + 1, units, 8, STOP, nullptr), 4u);
     EXPECT_EQ(0, std::memcmp(out + 1, units, 6));
 }
 
@@ -119,8 +119,7 @@ TEST(Utf16Esc, Decode) {
         SCOPED_TRACE(tc.name);
         Guarded<unsigned short> dst(tc.cap + 1);
         bool flag = true;
-        unsigned long r =
-            c.toUTF16(dst.data(), tc.src.c_str(), tc.cap, ILLCHAR_STOP, &flag, tc.limit);
+        unsigned long r = c.toUTF16(dst.data(), tc.src.c_str(), tc.cap, STOP, &flag, tc.limit);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(tc.out));
         EXPECT_EQ(dst[r], 0);
@@ -139,7 +138,7 @@ TEST(Utf16Esc, LookAheadStopsAtTerminator) {
         size_t n = std::strlen(t);
         std::vector<char> exact(t, t + n + 1); // heap block of exactly the text
         unsigned short dst[8];
-        EXPECT_EQ(c.toUTF16(dst, exact.data(), 7, ILLCHAR_STOP, nullptr, -1), n);
+        EXPECT_EQ(c.toUTF16(dst, exact.data(), 7, STOP, nullptr, -1), n);
         EXPECT_EQ(c.getNumUnits(exact.data(), ALL), n);
     }
 }
@@ -164,7 +163,7 @@ TEST(Utf16Esc, EncodeCapacity) {
         SCOPED_TRACE(tc.out);
         U16 src = z16(tc.src);
         Guarded<unsigned char> dst(tc.cap + 1);
-        unsigned long r = c.fromUTF16(dst.data(), src.data(), tc.cap, ILLCHAR_ESCAPE, nullptr);
+        unsigned long r = c.fromUTF16(dst.data(), src.data(), tc.cap, ESC, nullptr);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(bytesOf(tc.out)));
         EXPECT_EQ(dst[r], 0);
@@ -208,11 +207,10 @@ TEST(Utf16Esc, RoundTripAndCountsAgree) {
         U16 src = z16(units);
         unsigned long need = c.getNumBytes(src.data(), ALL);
         std::vector<char> enc(need + 1);
-        ASSERT_EQ(c.fromUTF16(enc.data(), src.data(), need, ILLCHAR_ESCAPE, nullptr), need);
+        ASSERT_EQ(c.fromUTF16(enc.data(), src.data(), need, ESC, nullptr), need);
         ASSERT_EQ(c.getNumUnits(enc.data(), ALL), units.size());
         U16 dec(units.size() + 1);
-        unsigned long r =
-            c.toUTF16(dec.data(), enc.data(), units.size(), ILLCHAR_STOP, nullptr, -1);
+        unsigned long r = c.toUTF16(dec.data(), enc.data(), units.size(), STOP, nullptr, -1);
         dec.resize(r);
         ASSERT_EQ(dec, units);
     }

@@ -44,7 +44,7 @@ TEST(Utf32ToUtf16, Table) {
         U32 src = z32(tc.src);
         Guarded<unsigned short> dst(tc.cap + 1);
         bool flag = true;
-        unsigned long r = c.toUTF16(dst.data(), src.data(), tc.cap, ILLCHAR_STOP, &flag, tc.limit);
+        unsigned long r = c.toUTF16(dst.data(), src.data(), tc.cap, STOP, &flag, tc.limit);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(tc.out));
         EXPECT_EQ(dst[r], 0);
@@ -62,26 +62,16 @@ TEST(Utf32FromUtf16, Table) {
         U32 out;
         bool flag;
     } const cases[] = {
-        {"pair and lone low",
-         {0xD83D, 0xDE00, 0xDC00},
-         100,
-         ILLCHAR_STOP,
-         {0x1F600, 0xDC00},
-         false},
-        {"lone high, replace", {0xD800, 0x41}, 100, ILLCHAR_REPLACE, {0x3F, 0x41}, true},
-        {"lone high, stop", {0x41, 0xD800, 0x41}, 100, ILLCHAR_STOP, {0x41}, true},
-        {"lone high, escape",
-         {0xD800, 0x41},
-         100,
-         ILLCHAR_ESCAPE,
-         {'U', '+', 'D', '8', '0', '0', 0x41},
-         true},
-        {"escape needs six values", {0xD800, 0x41}, 23, ILLCHAR_ESCAPE, {}, true},
-        {"high before terminator", {0xD800}, 100, ILLCHAR_REPLACE, {0x3F}, true},
-        {"high, high, low", {0xD800, 0xD801, 0xDC00}, 100, ILLCHAR_REPLACE, {0x3F, 0x10400}, true},
-        {"three bytes of room", {0x41}, 3, ILLCHAR_STOP, {}, false},
-        {"seven bytes hold one value", {0x41, 0x42}, 7, ILLCHAR_STOP, {0x41}, false},
-        {"replace fills the room", {0x41, 0xD800, 0x42}, 8, ILLCHAR_REPLACE, {0x41, 0x3F}, true},
+        {"pair and lone low", {0xD83D, 0xDE00, 0xDC00}, 100, STOP, {0x1F600, 0xDC00}, false},
+        {"lone high, replace", {0xD800, 0x41}, 100, REP, {0x3F, 0x41}, true},
+        {"lone high, stop", {0x41, 0xD800, 0x41}, 100, STOP, {0x41}, true},
+        {"lone high, escape", {0xD800, 0x41}, 100, ESC, {'U', '+', 'D', '8', '0', '0', 0x41}, true},
+        {"escape needs six values", {0xD800, 0x41}, 23, ESC, {}, true},
+        {"high before terminator", {0xD800}, 100, REP, {0x3F}, true},
+        {"high, high, low", {0xD800, 0xD801, 0xDC00}, 100, REP, {0x3F, 0x10400}, true},
+        {"three bytes of room", {0x41}, 3, STOP, {}, false},
+        {"seven bytes hold one value", {0x41, 0x42}, 7, STOP, {0x41}, false},
+        {"replace fills the room", {0x41, 0xD800, 0x42}, 8, REP, {0x41, 0x3F}, true},
     };
     VynCharSetConverterUTF32 c(VYNCS_UTF32);
     for (auto const& tc : cases) {
@@ -117,7 +107,7 @@ TEST(Utf32ToUtf8, Encodings) {
         U32 src = z32({tc.v});
         Guarded<unsigned char> dst(21);
         bool flag = !tc.flag;
-        unsigned long r = c.toUTF8(dst.data(), src.data(), 20, ILLCHAR_STOP, &flag);
+        unsigned long r = c.toUTF8(dst.data(), src.data(), 20, STOP, &flag);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(bytesOf(tc.out)));
         EXPECT_EQ(dst[r], 0);
@@ -150,7 +140,7 @@ TEST(Utf32ToUtf8, CapacityIsCheckedAfterWriting) {
         SCOPED_TRACE(tc.name);
         U32 src = z32(tc.src);
         Guarded<unsigned char> dst(tc.cap + 1);
-        unsigned long r = c.toUTF8(dst.data(), src.data(), tc.cap, ILLCHAR_STOP, nullptr);
+        unsigned long r = c.toUTF8(dst.data(), src.data(), tc.cap, STOP, nullptr);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(bytesOf(tc.out)));
         if (tc.terminated) {
@@ -164,7 +154,7 @@ TEST(Utf32ToUtf8, HugeCapacity) {
     U32 const src = z32({0x41, 0x20AC});
     unsigned char dst[8];
     VynCharSetConverterUTF32 c(VYNCS_UTF32);
-    EXPECT_EQ(c.toUTF8(dst, src.data(), ALL, ILLCHAR_STOP, nullptr), 4u);
+    EXPECT_EQ(c.toUTF8(dst, src.data(), ALL, STOP, nullptr), 4u);
     EXPECT_STREQ(reinterpret_cast<char*>(dst), "A\xE2\x82\xAC");
 }
 
@@ -209,20 +199,15 @@ TEST(Utf32FromUtf8, Conversion) {
         {"whole", "A\xC3\xA9\xF0\x9F\x98\x80", 10, {0x41, 0xE9, 0x1F600}},
         {"cut by n", "ABC", 2, {0x41, 0x42}},
         {"n 0", "ABC", 0, {}},
-        {"malformed becomes U+FFFD",
-         "\x80"
-         "A",
-         10,
-         {0xFFFD, 0x41}},
+        {"malformed becomes U+FFFD", "\x80\x41", 10, {0xFFFD, 0x41}},
     };
     VynCharSetConverterUTF32 c(VYNCS_UTF32);
     for (auto const& tc : cases) {
         SCOPED_TRACE(tc.name);
         Guarded<unsigned int> dst(tc.n + 1);
         bool flag = true;
-        unsigned long r =
-            c.fromUTF8(dst.data(), reinterpret_cast<unsigned char const*>(tc.src.c_str()), tc.n,
-                       ILLCHAR_REPLACE, &flag);
+        unsigned long r = c.fromUTF8(
+            dst.data(), reinterpret_cast<unsigned char const*>(tc.src.c_str()), tc.n, REP, &flag);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(tc.out));
         EXPECT_EQ(dst[r], 0u);
@@ -264,13 +249,13 @@ TEST(Utf32Count, AgreementWithConversions) {
     VynCharSetConverterUTF32 c(VYNCS_UTF32);
     U32 const vals = z32({0x41, 0x1F600, 0xE9});
     unsigned short u16[8];
-    EXPECT_EQ(c.toUTF16(u16, vals.data(), 7, ILLCHAR_STOP, nullptr, -1), 4u);
+    EXPECT_EQ(c.toUTF16(u16, vals.data(), 7, STOP, nullptr, -1), 4u);
     EXPECT_EQ(c.getNumUnits(vals.data(), ALL), 3u);
     unsigned int back[8];
-    EXPECT_EQ(c.fromUTF16(back, u16, 28, ILLCHAR_REPLACE, nullptr), c.getNumBytes(u16, ALL));
+    EXPECT_EQ(c.fromUTF16(back, u16, 28, REP, nullptr), c.getNumBytes(u16, ALL));
 
     U16 const hi = z16({0x41, 0xD800});
-    EXPECT_EQ(c.fromUTF16(back, hi.data(), 28, ILLCHAR_REPLACE, nullptr), 8u);
+    EXPECT_EQ(c.fromUTF16(back, hi.data(), 28, REP, nullptr), 8u);
     EXPECT_EQ(c.getNumBytes(hi.data(), ALL), 4u);
 }
 
@@ -280,12 +265,12 @@ TEST(Utf32Contract, NullArguments) {
     unsigned int v[2] = {0x41, 0};
     unsigned char b[2] = {0x77, 0x77};
     bool flag = true;
-    EXPECT_EQ(c.fromUTF8(nullptr, b, 1, ILLCHAR_STOP, &flag), 0u);
-    EXPECT_EQ(c.fromUTF8(v, nullptr, 1, ILLCHAR_STOP, &flag), 0u);
+    EXPECT_EQ(c.fromUTF8(nullptr, b, 1, STOP, &flag), 0u);
+    EXPECT_EQ(c.fromUTF8(v, nullptr, 1, STOP, &flag), 0u);
     EXPECT_EQ(v[0], 0x41u);
-    EXPECT_EQ(c.toUTF8(b, nullptr, 1, ILLCHAR_STOP, &flag), 0u);
+    EXPECT_EQ(c.toUTF8(b, nullptr, 1, STOP, &flag), 0u);
     EXPECT_FALSE(flag); // cleared before the null check
-    EXPECT_EQ(c.toUTF8(nullptr, v, 1, ILLCHAR_STOP, nullptr), 0u);
+    EXPECT_EQ(c.toUTF8(nullptr, v, 1, STOP, nullptr), 0u);
     EXPECT_EQ(b[0], 0x77);
 }
 
@@ -308,13 +293,13 @@ TEST(Utf32Oracle, RandomScalarsMatchIconv) {
         U32 src = z32(vals);
         std::string enc(ref.size() + 8, '\0');
         unsigned long nb = c.toUTF8(reinterpret_cast<unsigned char*>(&enc[0]), src.data(),
-                                    ref.size() + 4, ILLCHAR_STOP, nullptr);
+                                    ref.size() + 4, STOP, nullptr);
         ASSERT_EQ(enc.substr(0, nb), ref);
 
         U32 dec(vals.size() + 1);
         unsigned long nv =
             c.fromUTF8(dec.data(), reinterpret_cast<unsigned char const*>(ref.c_str()),
-                       vals.size() + 5, ILLCHAR_STOP, nullptr);
+                       vals.size() + 5, STOP, nullptr);
         dec.resize(nv);
         ASSERT_EQ(dec, vals);
     }

@@ -48,8 +48,7 @@ TEST(Utf8Decode, Table) {
         SCOPED_TRACE(tc.name);
         Guarded<unsigned short> dst(tc.cap + 1);
         bool flag = !tc.flag;
-        unsigned long r =
-            c.toUTF16(dst.data(), tc.src.c_str(), tc.cap, ILLCHAR_STOP, &flag, tc.maxSrc);
+        unsigned long r = c.toUTF16(dst.data(), tc.src.c_str(), tc.cap, STOP, &flag, tc.maxSrc);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(tc.out));
         EXPECT_EQ(dst[r], 0);
@@ -78,7 +77,7 @@ TEST(Utf8Decode, CapacitySweep) {
     for (auto const& tc : cases) {
         SCOPED_TRACE(tc.cap);
         Guarded<unsigned short> dst(tc.cap + 1);
-        unsigned long r = c.toUTF16(dst.data(), src.c_str(), tc.cap, ILLCHAR_REPLACE, nullptr, -1);
+        unsigned long r = c.toUTF16(dst.data(), src.c_str(), tc.cap, REP, nullptr, -1);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(tc.out));
         EXPECT_EQ(dst[r], 0);
@@ -100,12 +99,12 @@ TEST(Utf8Encode, Table) {
         {"one to four bytes",
          {0x41, 0xE9, 0x20AC, 0xD83D, 0xDE00},
          20,
-         ILLCHAR_STOP,
+         STOP,
          "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80",
          false},
-        {"lone low surrogate encoded", {0xDC00}, 20, ILLCHAR_STOP, "\xED\xB0\x80", false},
-        {"lone high, replace", {0xD800, 0x41}, 20, ILLCHAR_REPLACE, "?A", true},
-        {"lone high, stop", {0xD800, 0x41}, 20, ILLCHAR_STOP, "", true},
+        {"lone low surrogate encoded", {0xDC00}, 20, STOP, "\xED\xB0\x80", false},
+        {"lone high, replace", {0xD800, 0x41}, 20, REP, "?A", true},
+        {"lone high, stop", {0xD800, 0x41}, 20, STOP, "", true},
         {"lone high, unknown op acts as replace",
          {0xD800, 0x41},
          20,
@@ -113,16 +112,11 @@ TEST(Utf8Encode, Table) {
          "?A",
          true},
         // The escape drops the follower unconverted.
-        {"lone high, escape", {0xD800, 0x41, 0x42}, 20, ILLCHAR_ESCAPE, "U+D800B", true},
-        {"escape needs six bytes", {0x41, 0xD800, 0x41}, 6, ILLCHAR_ESCAPE, "A", true},
-        {"high before terminator, replace", {0xD800}, 20, ILLCHAR_REPLACE, "?", true},
-        {"high then high then low",
-         {0xD800, 0xD801, 0xDC00},
-         20,
-         ILLCHAR_REPLACE,
-         "?\xF0\x90\x90\x80",
-         true},
-        {"replace fills the room", {0x41, 0xD800, 0x42}, 2, ILLCHAR_REPLACE, "A?", true},
+        {"lone high, escape", {0xD800, 0x41, 0x42}, 20, ESC, "U+D800B", true},
+        {"escape needs six bytes", {0x41, 0xD800, 0x41}, 6, ESC, "A", true},
+        {"high before terminator, replace", {0xD800}, 20, REP, "?", true},
+        {"high then high then low", {0xD800, 0xD801, 0xDC00}, 20, REP, "?\xF0\x90\x90\x80", true},
+        {"replace fills the room", {0x41, 0xD800, 0x42}, 2, REP, "A?", true},
     };
     VynCharSetConverterUTF8 c(VYNCS_UTF8);
     for (auto const& tc : cases) {
@@ -148,7 +142,7 @@ TEST(Utf8Encode, CapacitySweepNeverSplits) {
     for (unsigned long cap = 0; cap < sizeof expected / sizeof expected[0]; ++cap) {
         SCOPED_TRACE(cap);
         Guarded<unsigned char> dst(cap + 1);
-        unsigned long r = c.fromUTF16(dst.data(), src.data(), cap, ILLCHAR_REPLACE, nullptr);
+        unsigned long r = c.fromUTF16(dst.data(), src.data(), cap, REP, nullptr);
         ASSERT_EQ(r, expected[cap]);
         EXPECT_EQ(0, std::memcmp(dst.data(), full.data(), r));
         EXPECT_EQ(dst[r], 0);
@@ -174,7 +168,7 @@ TEST(Utf8Encode, EscapeAccountingStaysInsideBuffer) {
         SCOPED_TRACE(tc.out);
         U16 src = z16(tc.src);
         Guarded<unsigned char> dst(tc.cap + 1);
-        unsigned long r = c.fromUTF16(dst.data(), src.data(), tc.cap, ILLCHAR_ESCAPE, nullptr);
+        unsigned long r = c.fromUTF16(dst.data(), src.data(), tc.cap, ESC, nullptr);
         ASSERT_EQ(r, tc.out.size());
         EXPECT_EQ(hex(dst.head(r)), hex(bytesOf(tc.out)));
         EXPECT_EQ(dst[r], 0);
@@ -187,7 +181,7 @@ TEST(Utf8Encode, EscapeStopsAtTerminatorFollower) {
     unsigned short const src[] = {0xD800, 0, 0x41, 0x42, 0};
     unsigned char dst[32];
     VynCharSetConverterUTF8 c(VYNCS_UTF8);
-    EXPECT_EQ(c.fromUTF16(dst, src, 31, ILLCHAR_ESCAPE, nullptr), 6u);
+    EXPECT_EQ(c.fromUTF16(dst, src, 31, ESC, nullptr), 6u);
     EXPECT_STREQ(reinterpret_cast<char*>(dst), "U+D800");
 }
 
@@ -199,17 +193,11 @@ TEST(Utf8Count, Table) {
         unsigned long len;
         unsigned long units;
     } const units[] = {
-        {"stray continuation ends the count",
-         "A\x80"
-         "B",
-         ALL, 1},
+        {"stray continuation ends the count", "A\x80\x42", ALL, 1},
         {"four bytes count two", "\xF0\x9F\x98\x80", ALL, 2},
         {"bounded", "AB", 1, 1},
         {"sequence longer than the rest", "\xE2\x82\xAC", 2, 0},
-        {"followers not inspected",
-         "\xC3"
-         "AB",
-         ALL, 2},
+        {"followers not inspected", "\xC3\x41\x42", ALL, 2},
         {"truncated at terminator", "A\xE2\x82", ALL, 1},
         {"len 0", "AB", 0, 0},
         {"empty", "", ALL, 0},
@@ -249,10 +237,10 @@ TEST(Utf8Count, AgreesWithConversions) {
     for (auto const& t : texts) {
         SCOPED_TRACE(t);
         U16 dst(64);
-        unsigned long r = c.toUTF16(dst.data(), t.c_str(), 63, ILLCHAR_REPLACE, nullptr, -1);
+        unsigned long r = c.toUTF16(dst.data(), t.c_str(), 63, REP, nullptr, -1);
         EXPECT_EQ(c.getNumUnits(t.c_str(), ALL), r);
         unsigned char back[256];
-        unsigned long nb = c.fromUTF16(back, dst.data(), 255, ILLCHAR_REPLACE, nullptr);
+        unsigned long nb = c.fromUTF16(back, dst.data(), 255, REP, nullptr);
         EXPECT_EQ(c.getNumBytes(dst.data(), ALL), nb);
         EXPECT_EQ(std::string(reinterpret_cast<char*>(back), nb), t);
     }
@@ -260,18 +248,11 @@ TEST(Utf8Count, AgreesWithConversions) {
     // ends the count, and the encoder writes "?" for a high surrogate before
     // the terminator that the count leaves out.
     U16 dst(16);
-    EXPECT_EQ(c.toUTF16(dst.data(),
-                        "A\x80"
-                        "B",
-                        15, ILLCHAR_REPLACE, nullptr, -1),
-              2u);
-    EXPECT_EQ(c.getNumUnits("A\x80"
-                            "B",
-                            ALL),
-              1u);
+    EXPECT_EQ(c.toUTF16(dst.data(), "A\x80\x42", 15, REP, nullptr, -1), 2u);
+    EXPECT_EQ(c.getNumUnits("A\x80\x42", ALL), 1u);
     U16 const hi = z16({0x41, 0xD800});
     unsigned char out[8];
-    EXPECT_EQ(c.fromUTF16(out, hi.data(), 7, ILLCHAR_REPLACE, nullptr), 2u);
+    EXPECT_EQ(c.fromUTF16(out, hi.data(), 7, REP, nullptr), 2u);
     EXPECT_EQ(c.getNumBytes(hi.data(), ALL), 1u);
 }
 
@@ -316,13 +297,12 @@ TEST(Utf8Oracle, RandomValidTextMatchesIconv) {
 
         U16 src = z16(units);
         std::string enc(utf8.size() + 1, '\x77');
-        unsigned long nb = c.fromUTF16(&enc[0], src.data(), utf8.size(), ILLCHAR_STOP, nullptr);
+        unsigned long nb = c.fromUTF16(&enc[0], src.data(), utf8.size(), STOP, nullptr);
         ASSERT_EQ(nb, utf8.size());
         ASSERT_EQ(enc.substr(0, nb), utf8);
 
         U16 dec(units.size() + 1, 0x7777);
-        unsigned long nu =
-            c.toUTF16(dec.data(), utf8.c_str(), units.size(), ILLCHAR_STOP, nullptr, -1);
+        unsigned long nu = c.toUTF16(dec.data(), utf8.c_str(), units.size(), STOP, nullptr, -1);
         ASSERT_EQ(nu, units.size());
         dec.resize(nu);
         ASSERT_EQ(dec, units);

@@ -55,6 +55,8 @@ inline std::vector<unsigned short> z16(std::vector<unsigned short> v) {
     return v;
 }
 
+ILLCHAR_OPTYPE const REP = ILLCHAR_REPLACE, STOP = ILLCHAR_STOP, ESC = ILLCHAR_ESCAPE;
+
 // The one or two UTF-16 units of scalar value v.
 inline std::vector<unsigned short> utf16Of(unsigned v) {
     if (v <= 0xFFFF) return {static_cast<unsigned short>(v)};

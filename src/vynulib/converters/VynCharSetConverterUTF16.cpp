@@ -3,23 +3,22 @@
 // Neither converter reports errors: the flag is cleared and left so.
 #include <vynulib/converters/VynCharSetConverterUTF16.h>
 
-#include <cstdio>
-#include <cstring>
+#include <vynulib/converters/VynConvertCommon.h>
 
 namespace {
 
-unsigned long const ALL = static_cast<unsigned long>(-1);
+using vyn::detail::byteLength;
+using vyn::detail::emptyResult;
+using vyn::detail::kAll;
+using vyn::detail::reachedLimit;
+using vyn::detail::writeEscape;
 
-// The byte side may be any byte buffer, so units are moved with memcpy rather
-// than through a cast pointer that could be misaligned.
+// The byte side may be any byte buffer: units go through memcpy.
 inline unsigned short loadUnit(unsigned char const* p) {
-    unsigned short u;
-    std::memcpy(&u, p, sizeof u);
-    return u;
+    return vyn::detail::loadRaw<unsigned short>(p);
 }
-
 inline void storeUnit(unsigned char* p, unsigned short u) {
-    std::memcpy(p, &u, sizeof u);
+    vyn::detail::storeRaw(p, u);
 }
 
 // Upper-case hexadecimal only; the zero byte is no digit, so a look-ahead
@@ -57,10 +56,7 @@ unsigned long VynCharSetConverterUTF16::toUTF16(unsigned short* dst, void const*
     if (illegal) *illegal = false;
     // The source limit counts units to copy and must be positive: the -1 that
     // the entry points pass copies nothing. Callers have long relied on that.
-    if (dstUnits == 0 || maxSrc <= 0) {
-        dst[0] = 0;
-        return 0;
-    }
+    if (dstUnits == 0 || maxSrc <= 0) return emptyResult(dst);
     unsigned char const* p = static_cast<unsigned char const*>(src);
     unsigned long limit = static_cast<unsigned long>(maxSrc);
     unsigned long count = 0;
@@ -93,7 +89,7 @@ unsigned long VynCharSetConverterUTF16::fromUTF16(void* dst, unsigned short cons
 unsigned long VynCharSetConverterUTF16::getNumUnits(void const* src, unsigned long len) {
     if (!src || len == 0) return 0;
     unsigned char const* p = static_cast<unsigned char const*>(src);
-    unsigned long max = (len == ALL) ? ALL : len / 2;
+    unsigned long max = (len == kAll) ? kAll : len / 2;
     unsigned long count = 0;
     while (count < max && loadUnit(p + 2 * count) != 0) ++count;
     return count;
@@ -102,7 +98,7 @@ unsigned long VynCharSetConverterUTF16::getNumUnits(void const* src, unsigned lo
 unsigned long VynCharSetConverterUTF16::getNumBytes(unsigned short const* src, unsigned long len) {
     if (!src || len == 0) return 0;
     unsigned long count = 0;
-    while ((len == ALL || count < len) && src[count] != 0) ++count;
+    while ((len == kAll || count < len) && src[count] != 0) ++count;
     return 2 * count;
 }
 
@@ -117,10 +113,7 @@ unsigned long VynCharSetConverterUTF16Esc::toUTF16(unsigned short* dst, void con
     if (illegal) *illegal = false;
     unsigned char const* const start = static_cast<unsigned char const*>(src);
     unsigned char const* p = start;
-    if (dstUnits == 0 || *p == 0) {
-        dst[0] = 0;
-        return 0;
-    }
+    if (dstUnits == 0 || *p == 0) return emptyResult(dst);
     unsigned long count = 0;
     for (;;) {
         unsigned short u;
@@ -135,7 +128,7 @@ unsigned long VynCharSetConverterUTF16Esc::toUTF16(unsigned short* dst, void con
             p += 1;
         }
         dst[count++] = u;
-        if (maxSrc > 0 && p - start >= maxSrc) break;
+        if (reachedLimit(static_cast<unsigned long>(p - start), maxSrc)) break;
         if (count == dstUnits || *p == 0) break;
     }
     dst[count] = 0;
@@ -159,9 +152,7 @@ unsigned long VynCharSetConverterUTF16Esc::fromUTF16(void* dst, unsigned short c
         } else {
             // Escapes are whole or absent; surrogates go one unit at a time.
             if (n <= 5) break;
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "U+%04X", u);
-            std::memcpy(out, buf, 6);
+            writeEscape(out, static_cast<unsigned short>(u));
             out += 6;
             n -= 6;
         }
@@ -173,7 +164,7 @@ unsigned long VynCharSetConverterUTF16Esc::fromUTF16(void* dst, unsigned short c
 unsigned long VynCharSetConverterUTF16Esc::getNumUnits(void const* src, unsigned long len) {
     if (!src || len == 0) return 0;
     unsigned char const* p = static_cast<unsigned char const*>(src);
-    if (len == ALL) len = std::strlen(reinterpret_cast<char const*>(p));
+    len = byteLength(p, len);
     unsigned long units = 0;
     unsigned short u;
     while (len > 0 && *p != 0) {
@@ -190,7 +181,7 @@ unsigned long VynCharSetConverterUTF16Esc::getNumBytes(unsigned short const* src
                                                        unsigned long len) {
     if (!src || len == 0) return 0;
     unsigned long bytes = 0;
-    for (unsigned long i = 0; (len == ALL || i < len) && src[i] != 0; ++i)
+    for (unsigned long i = 0; (len == kAll || i < len) && src[i] != 0; ++i)
         bytes += (src[i] < 0x80) ? 1 : 6;
     return bytes;
 }

@@ -4,30 +4,26 @@
 
 #include <vynulib/unicode/VynUChar.h>
 
-#include <cstdio>
 #include <cstring>
+
+#include <vynulib/converters/VynConvertCommon.h>
 
 namespace {
 
-unsigned long const ALL = static_cast<unsigned long>(-1);
+using vyn::detail::isHigh;
+using vyn::detail::isLow;
+using vyn::detail::kAll;
+using vyn::detail::pairValue;
+using vyn::detail::putPair;
+using vyn::detail::writeEscape;
 
-// The 32-bit side may be any byte buffer: values are moved with memcpy so a
+// The 32-bit side may be any byte buffer: values go through memcpy, so a
 // misaligned buffer is no problem.
 inline unsigned int loadValue(unsigned char const* p) {
-    unsigned int v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
+    return vyn::detail::loadRaw<unsigned int>(p);
 }
-
 inline void storeValue(unsigned char* p, unsigned int v) {
-    std::memcpy(p, &v, sizeof v);
-}
-
-inline bool isHigh(unsigned int u) {
-    return u >= 0xD800 && u <= 0xDBFF;
-}
-inline bool isLow(unsigned int u) {
-    return u >= 0xDC00 && u <= 0xDFFF;
+    vyn::detail::storeRaw(p, v);
 }
 
 } // namespace
@@ -58,8 +54,8 @@ unsigned long VynCharSetConverterUTF32::toUTF16(unsigned short* dst, void const*
             if (n < 2) break;
             // Values above 0x10FFFF are not rejected; they wrap into a
             // meaningless pair.
-            dst[count++] = static_cast<unsigned short>((v >> 10) + 0xD7C0);
-            dst[count++] = static_cast<unsigned short>((v & 0x3FF) + 0xDC00);
+            putPair(dst + count, v);
+            count += 2;
             n -= 2;
         }
     }
@@ -95,7 +91,7 @@ unsigned long VynCharSetConverterUTF32::fromUTF16(void* dst, unsigned short cons
         unsigned int w = *p;
         if (isLow(w)) {
             ++p;
-            put(((u - 0xD7C0) << 10) + w - 0xDC00);
+            put(pairValue(u, w));
             if (--c == 0) break;
             u = *p++;
             continue;
@@ -104,9 +100,9 @@ unsigned long VynCharSetConverterUTF32::fromUTF16(void* dst, unsigned short cons
         if (op == ILLCHAR_STOP) break;
         if (op == ILLCHAR_ESCAPE) {
             if (c <= 5) break;
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "U+%04X", u);
-            for (int i = 0; i < 6; ++i) put(static_cast<unsigned char>(buf[i]));
+            unsigned char esc[6];
+            writeEscape(esc, static_cast<unsigned short>(u));
+            for (unsigned char b : esc) put(b);
             c -= 6;
         } else {
             put('?');
@@ -124,7 +120,7 @@ unsigned long VynCharSetConverterUTF32::getNumUnits(void const* src, unsigned lo
     if (!src || len == 0) return 0;
     unsigned char const* p = static_cast<unsigned char const*>(src);
     // Values, not the UTF-16 units they become: one above 0xFFFF counts once.
-    unsigned long max = (len == ALL) ? ALL : len / 4;
+    unsigned long max = (len == kAll) ? kAll : len / 4;
     unsigned long count = 0;
     while (count < max && loadValue(p + 4 * count) != 0) ++count;
     return count;
@@ -132,7 +128,7 @@ unsigned long VynCharSetConverterUTF32::getNumUnits(void const* src, unsigned lo
 
 unsigned long VynCharSetConverterUTF32::getNumBytes(unsigned short const* src, unsigned long len) {
     if (!src || len == 0) return 0;
-    bool const bounded = len != ALL;
+    bool const bounded = len != kAll;
     unsigned long bytes = 0;
     while (!bounded || len > 0) {
         unsigned int u = *src;

@@ -3,10 +3,19 @@
 // become U+FFFD (or vanish, for stray continuation bytes) and raise the flag.
 #include <vynulib/converters/VynCharSetConverterUTF8.h>
 
-#include <cstdio>
-#include <cstring>
+#include <vynulib/converters/VynConvertCommon.h>
 
 namespace {
+
+using vyn::detail::byteLength;
+using vyn::detail::emptyResult;
+using vyn::detail::isHigh;
+using vyn::detail::isLow;
+using vyn::detail::kAll;
+using vyn::detail::pairValue;
+using vyn::detail::putPair;
+using vyn::detail::reachedLimit;
+using vyn::detail::writeEscape;
 
 // Sequence length by lead byte >> 4: 0 marks a continuation byte. 0xF8-0xFF
 // count as four-byte leads and 0xC0/0xC1 as two-byte leads.
@@ -17,15 +26,6 @@ unsigned int const oUTF8Bits[16] = {1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 2, 2, 3,
 inline bool isCont(unsigned char c) {
     return (c & 0xC0) == 0x80;
 }
-
-inline bool isHigh(unsigned int u) {
-    return u >= 0xD800 && u <= 0xDBFF;
-}
-inline bool isLow(unsigned int u) {
-    return u >= 0xDC00 && u <= 0xDFFF;
-}
-
-unsigned long const ALL = static_cast<unsigned long>(-1);
 
 } // namespace
 
@@ -38,10 +38,7 @@ unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* 
     if (illegal) *illegal = false;
     unsigned char const* const start = static_cast<unsigned char const*>(src);
     unsigned char const* p = start;
-    if (dstUnits == 0 || *p == 0) {
-        dst[0] = 0;
-        return 0;
-    }
+    if (dstUnits == 0 || *p == 0) return emptyResult(dst);
     auto bad = [illegal] {
         if (illegal) *illegal = true;
     };
@@ -90,8 +87,8 @@ unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* 
                 unsigned long v = (static_cast<unsigned long>(b & 0x0F) << 18) |
                                   (static_cast<unsigned long>(p[0] & 0x3F) << 12) |
                                   (static_cast<unsigned long>(p[1] & 0x3F) << 6) | (p[2] & 0x3F);
-                *out++ = static_cast<unsigned short>((v >> 10) + 0xD7C0);
-                *out++ = static_cast<unsigned short>((v & 0x3FF) + 0xDC00);
+                putPair(out, static_cast<unsigned int>(v));
+                out += 2;
                 n -= 2;
                 // The followers are left in place on purpose: they are read
                 // next as stray continuation bytes, which write nothing but
@@ -106,7 +103,7 @@ unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* 
         }
         // The source limit is tested between sequences only: one that starts
         // inside it is read whole (it ends at the terminator at the latest).
-        if (maxSrc > 0 && p - start >= maxSrc) break;
+        if (reachedLimit(static_cast<unsigned long>(p - start), maxSrc)) break;
         if (n == 0 || *p == 0) break;
     }
     *out = 0;
@@ -120,10 +117,7 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
     if (illegal) *illegal = false;
     unsigned char* const begin = static_cast<unsigned char*>(dst);
     unsigned char* out = begin;
-    if (dstCap == 0) {
-        *out = 0;
-        return 0;
-    }
+    if (dstCap == 0) return emptyResult(out);
     // n is the room as the accounting sees it; an escape takes six bytes but
     // reduces n by five only, so n may run ahead of the real room. Every write
     // checks both, so output never goes past dstCap (plus the terminator).
@@ -155,7 +149,7 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
             unsigned int w = *p++; // consumed whatever it is
             if (isLow(w)) {
                 if (n <= 3 || !fits(4)) break;
-                unsigned long c = ((static_cast<unsigned long>(u) - 0xD7C0) << 10) + (w - 0xDC00);
+                unsigned int c = pairValue(u, w);
                 *out++ = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
                 *out++ = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
                 *out++ = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
@@ -166,9 +160,7 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
                 if (op == ILLCHAR_STOP) break;
                 if (op == ILLCHAR_ESCAPE) {
                     if (n <= 5 || !fits(6)) break;
-                    char buf[8];
-                    std::snprintf(buf, sizeof buf, "U+%04X", u);
-                    std::memcpy(out, buf, 6);
+                    writeEscape(out, static_cast<unsigned short>(u));
                     out += 6;
                     n -= 5; // one short on purpose: later output may run a byte further
                     // The follower is dropped unconverted. When it was the
@@ -195,7 +187,7 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
 unsigned long VynCharSetConverterUTF8::getNumUnits(void const* src, unsigned long len) {
     if (!src || len == 0) return 0;
     unsigned char const* p = static_cast<unsigned char const*>(src);
-    if (len == ALL) len = std::strlen(reinterpret_cast<char const*>(p));
+    len = byteLength(p, len);
     unsigned long units = 0;
     // Only lead bytes are looked at: a stray continuation byte ends the count
     // (the decoder would skip it), and followers are never inspected.
@@ -211,7 +203,7 @@ unsigned long VynCharSetConverterUTF8::getNumUnits(void const* src, unsigned lon
 
 unsigned long VynCharSetConverterUTF8::getNumBytes(unsigned short const* src, unsigned long len) {
     if (!src || len == 0) return 0;
-    bool const bounded = len != ALL;
+    bool const bounded = len != kAll;
     unsigned long bytes = 0;
     while (!bounded || len > 0) {
         unsigned int u = *src;

@@ -3,18 +3,9 @@
 #include <vynulib/converters/LookupTable.h>
 #include <vynulib/converters/VynConvertCommon.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::byteLength;
-using vyn::detail::emptyResult;
-using vyn::detail::isHigh;
-using vyn::detail::isLow;
-using vyn::detail::pairValue;
-using vyn::detail::putCode;
-using vyn::detail::putPair;
-using vyn::detail::putUnmappable;
-using vyn::detail::replaceUnmapped;
-using vyn::detail::sourceLimit;
+namespace {
 
 // One character at s[pos], by the lead-byte type table (0x40 lead, 0x80
 // trail): a lead byte followed by a trail byte is a two-byte code; a lead byte

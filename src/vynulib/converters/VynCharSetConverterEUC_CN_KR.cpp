@@ -6,14 +6,9 @@
 #include <vynulib/converters/LookupTable.h>
 #include <vynulib/converters/VynConvertCommon.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::byteLength;
-using vyn::detail::emptyResult;
-using vyn::detail::putUnmappable;
-using vyn::detail::reachedLimit;
-using vyn::detail::replaceUnmapped;
-using vyn::detail::unconvertedResult;
+namespace {
 
 inline bool isG1(unsigned char b) {
     return b >= 0xA1 && b <= 0xFE;

@@ -8,14 +8,9 @@
 #include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::byteLength;
-using vyn::detail::emptyResult;
-using vyn::detail::putUnmappable;
-using vyn::detail::reachedLimit;
-using vyn::detail::replaceUnmapped;
-using vyn::detail::unconvertedResult;
+namespace {
 
 inline bool isKana(unsigned char b) {
     return b >= 0xA1 && b <= 0xDF;

@@ -12,20 +12,9 @@
 #include <vynulib/tables/VynTables.h>
 #include <vynulib/unicode/VynUChar.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::byteLength;
-using vyn::detail::emptyResult;
-using vyn::detail::isHigh;
-using vyn::detail::isLow;
-using vyn::detail::kAll;
-using vyn::detail::pairValue;
-using vyn::detail::putCode;
-using vyn::detail::putPair;
-using vyn::detail::putUnmappable;
-using vyn::detail::reachedLimit;
-using vyn::detail::replaceUnmapped;
-using vyn::detail::unconvertedResult;
+namespace {
 
 unsigned const kFourByteBase = 0x10000;    // 0x81 0x30 0x81 0x30
 unsigned const kSupplementaryKey = 254536; // 0x90 0x30 0x81 0x30 = U+10000

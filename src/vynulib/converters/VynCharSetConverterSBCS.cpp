@@ -6,10 +6,7 @@
 #include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
 
-using vyn::detail::emptyResult;
-using vyn::detail::kAll;
-using vyn::detail::putUnmappable;
-using vyn::detail::replaceUnmapped;
+using namespace vyn::detail;
 
 VynCharSetConverterSBCS::VynCharSetConverterSBCS(unsigned short const* map, VynCharSet cs)
     : VynCharSetConverter(cs), m_pName(nullptr), m_pForward(nullptr), m_pReverse(nullptr),

@@ -5,20 +5,16 @@
 
 #include <vynulib/converters/VynConvertCommon.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::byteLength;
-using vyn::detail::emptyResult;
-using vyn::detail::kAll;
-using vyn::detail::reachedLimit;
-using vyn::detail::writeEscape;
+namespace {
 
 // The byte side may be any byte buffer: units go through memcpy.
 inline unsigned short loadUnit(unsigned char const* p) {
-    return vyn::detail::loadRaw<unsigned short>(p);
+    return loadRaw<unsigned short>(p);
 }
 inline void storeUnit(unsigned char* p, unsigned short u) {
-    vyn::detail::storeRaw(p, u);
+    storeRaw(p, u);
 }
 
 // Upper-case hexadecimal only; the zero byte is no digit, so a look-ahead

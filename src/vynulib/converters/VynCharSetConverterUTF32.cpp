@@ -8,22 +8,17 @@
 
 #include <vynulib/converters/VynConvertCommon.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::isHigh;
-using vyn::detail::isLow;
-using vyn::detail::kAll;
-using vyn::detail::pairValue;
-using vyn::detail::putPair;
-using vyn::detail::writeEscape;
+namespace {
 
 // The 32-bit side may be any byte buffer: values go through memcpy, so a
 // misaligned buffer is no problem.
 inline unsigned int loadValue(unsigned char const* p) {
-    return vyn::detail::loadRaw<unsigned int>(p);
+    return loadRaw<unsigned int>(p);
 }
 inline void storeValue(unsigned char* p, unsigned int v) {
-    vyn::detail::storeRaw(p, v);
+    storeRaw(p, v);
 }
 
 } // namespace

@@ -5,17 +5,9 @@
 
 #include <vynulib/converters/VynConvertCommon.h>
 
-namespace {
+using namespace vyn::detail;
 
-using vyn::detail::byteLength;
-using vyn::detail::emptyResult;
-using vyn::detail::isHigh;
-using vyn::detail::isLow;
-using vyn::detail::kAll;
-using vyn::detail::pairValue;
-using vyn::detail::putPair;
-using vyn::detail::reachedLimit;
-using vyn::detail::writeEscape;
+namespace {
 
 // Sequence length by lead byte >> 4: 0 marks a continuation byte. 0xF8-0xFF
 // count as four-byte leads and 0xC0/0xC1 as two-byte leads.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -29,13 +30,9 @@ bool haveLatin1Table() {
 }
 
 std::string hex(unsigned char const* p, size_t n) {
-    static char const d[] = "0123456789ABCDEF";
     std::string s;
-    for (size_t i = 0; i < n; ++i) {
-        s += d[p[i] >> 4];
-        s += d[p[i] & 15];
-        s += ' ';
-    }
+    char b[4];
+    for (size_t i = 0; i < n; ++i) s += (std::snprintf(b, sizeof b, "%02X ", p[i]), b);
     return s;
 }
 
@@ -45,18 +42,9 @@ Bytes bytesOf(Units const& u) {
     return b;
 }
 
-// A call with a destination of `size` elements; returns the function's count.
-using Call = std::function<unsigned long(void* dst, unsigned long size)>;
-
-struct SweepRow {
-    char const* what;
-    Call call;
-    size_t elem;              // bytes per counted element (1 bytes, 2 UTF-16 units)
-    size_t term;              // terminator bytes
-    Bytes full;               // output when everything fits
-    std::vector<size_t> cuts; // byte lengths that end on a whole character
-    bool longestCut;          // the output is the longest cut that fits
-};
+using B = unsigned char*;
+using C = char*;
+using W = unsigned short*;
 
 Units const kMixedUnits = {'a', 0xE9, 0x65E5, 0xD83D, 0xDE00, 'z', 0};
 char const kMixedUtf8[] = "a\xC3\xA9\xE6\x97\xA5\xF0\x9F\x98\x80z";
@@ -66,79 +54,53 @@ char const kBmpUtf8[] = "a\xC3\xA9\xE6\x97\xA5z";
 Units const kBmpUnits = {'a', 0xE9, 0x65E5, 'z'};
 char const kBmpEscaped[] = "aU+00E9U+65E5z";
 
-// A call of one entry point with destination d of n elements.
-#define CALL(...) [](void* d, unsigned long n) { return static_cast<unsigned long>(__VA_ARGS__); }
-
-std::vector<SweepRow> sweepRows() {
+// Every destination size from 0 to more than enough: the output is a prefix
+// of the full result cut at a whole character, terminated, and nothing is
+// written behind the buffer.
+TEST(EntryPoints, OutputIsCutAtACharacterAndStaysInItsBuffer) {
     Bytes const mixedUtf8(kMixedUtf8, kMixedUtf8 + sizeof kMixedUtf8 - 1);
     Bytes const bmpUtf8(kBmpUtf8, kBmpUtf8 + sizeof kBmpUtf8 - 1);
     Bytes const bmpEscaped(kBmpEscaped, kBmpEscaped + sizeof kBmpEscaped - 1);
     Bytes const bmpUtf32 = {'a', 0, 0, 0, 0xE9, 0, 0, 0, 0xE5, 0x65, 0, 0, 'z', 0, 0, 0};
     Bytes const mixedUtf16 = bytesOf(Units(kMixedUnits.begin(), kMixedUnits.end() - 1));
-    std::vector<size_t> const utf8Cuts = {0, 1, 3, 6, 7}, utf16Cuts = {0, 2, 4, 6, 8};
-    return {
-        {"UTF16ToUTF8",
-         CALL(UTF16ToUTF8(static_cast<unsigned char*>(d), kMixedUnits.data(), n)),
-         1,
-         1,
-         mixedUtf8,
-         {0, 1, 3, 6, 10, 11},
-         true},
-        {"LocalToUTF8 from UTF-8",
-         CALL(LocalToUTF8(static_cast<unsigned char*>(d), kBmpUtf8, n, VYNCS_UTF8)), 1, 1, bmpUtf8,
-         utf8Cuts, true},
-        {"LocalToUTF8 from escaped UTF-16",
-         CALL(LocalToUTF8(static_cast<unsigned char*>(d), kBmpEscaped, n, VYNCS_UTF16ESC)), 1, 1,
-         bmpUtf8, utf8Cuts, true},
-        {"LocalPathToUTF8",
-         CALL(LocalPathToUTF8(static_cast<unsigned char*>(d), kBmpEscaped, static_cast<int>(n))), 1,
-         1, bmpUtf8, utf8Cuts, true},
-        {"UTF8ToUTF16", CALL(UTF8ToUTF16(static_cast<unsigned short*>(d), u8(kBmpUtf8), n)), 2, 2,
-         bytesOf(kBmpUnits), utf16Cuts, true},
-        {"LocalToUTF16 from UTF-8",
-         CALL(LocalToUTF16(static_cast<unsigned short*>(d), kBmpUtf8, static_cast<int>(n),
-                           VYNCS_UTF8)),
-         2, 2, bytesOf(kBmpUnits), utf16Cuts, true},
-        {"UTF8ToLocal to UTF-16",
-         CALL(UTF8ToLocal(static_cast<char*>(d), u8(kBmpUtf8), n, VYNCS_UTF16)), 1, 2,
-         bytesOf(kBmpUnits), utf16Cuts, true},
-        {"UTF16ToLocal to UTF-16",
-         CALL(UTF16ToLocal(static_cast<char*>(d), kMixedUnits.data(), n, VYNCS_UTF16)),
-         1,
-         2,
-         mixedUtf16,
-         {0, 2, 4, 6, 8, 10, 12},
-         true},
-        {"UTF8ToLocal to escaped UTF-16",
-         CALL(UTF8ToLocal(static_cast<char*>(d), u8(kBmpUtf8), n, VYNCS_UTF16ESC)),
-         1,
-         1,
-         bmpEscaped,
-         {0, 1, 7, 13, 14},
-         true},
-        {"UTF8ToLocal to UTF-32",
-         CALL(UTF8ToLocal(static_cast<char*>(d), u8(kBmpUtf8), n, VYNCS_UTF32)),
-         1,
-         4,
-         bmpUtf32,
-         {0, 4, 8, 12, 16},
-         false},
+    Bytes const bmpUtf16 = bytesOf(kBmpUnits);
+    using Cuts = std::vector<size_t>;
+    Cuts const utf8 = {0, 1, 3, 6, 7}, utf16 = {0, 2, 4, 6, 8}, mixed8 = {0, 1, 3, 6, 10, 11},
+               mixed16 = {0, 2, 4, 6, 8, 10, 12}, esc = {0, 1, 7, 13, 14},
+               utf32 = {0, 4, 8, 12, 16};
+    struct Row {
+        char const* call;
+        std::function<unsigned long(void*, unsigned long)> run; // destination, its size
+        size_t elem;       // bytes per counted element (1 bytes, 2 UTF-16 units)
+        size_t term;       // terminator bytes
+        Bytes const& full; // output when everything fits
+        Cuts const& cuts;  // byte lengths that end on a whole character
+        bool longestCut;   // the output is the longest cut that fits
     };
-}
-
-} // namespace
-
-// Every destination size from 0 to more than enough: the output is a prefix
-// of the full result cut at a whole character, terminated, and nothing is
-// written behind the buffer.
-TEST(EntryPoints, OutputIsCutAtACharacterAndStaysInItsBuffer) {
-    for (SweepRow const& row : sweepRows()) {
+#define ROW(call, ...)                                                                             \
+    {#call, [](void* d, unsigned long n) { return static_cast<unsigned long>(call); }, __VA_ARGS__}
+    Row const rows[] = {
+        ROW(UTF16ToUTF8(B(d), kMixedUnits.data(), n), 1, 1, mixedUtf8, mixed8, true),
+        ROW(LocalToUTF8(B(d), kBmpUtf8, n, VYNCS_UTF8), 1, 1, bmpUtf8, utf8, true),
+        ROW(LocalToUTF8(B(d), kBmpEscaped, n, VYNCS_UTF16ESC), 1, 1, bmpUtf8, utf8, true),
+        ROW(LocalPathToUTF8(B(d), kBmpEscaped, static_cast<int>(n)), 1, 1, bmpUtf8, utf8, true),
+        ROW(UTF8ToUTF16(W(d), u8(kBmpUtf8), n), 2, 2, bmpUtf16, utf16, true),
+        ROW(LocalToUTF16(W(d), kBmpUtf8, static_cast<int>(n), VYNCS_UTF8), 2, 2, bmpUtf16, utf16,
+            true),
+        ROW(UTF8ToLocal(C(d), u8(kBmpUtf8), n, VYNCS_UTF16), 1, 2, bmpUtf16, utf16, true),
+        ROW(UTF16ToLocal(C(d), kMixedUnits.data(), n, VYNCS_UTF16), 1, 2, mixedUtf16, mixed16,
+            true),
+        ROW(UTF8ToLocal(C(d), u8(kBmpUtf8), n, VYNCS_UTF16ESC), 1, 1, bmpEscaped, esc, true),
+        ROW(UTF8ToLocal(C(d), u8(kBmpUtf8), n, VYNCS_UTF32), 1, 4, bmpUtf32, utf32, false),
+    };
+#undef ROW
+    for (Row const& row : rows) {
         size_t const maxSize = (row.full.size() + row.term) / row.elem + 2;
         for (size_t size = 0; size <= maxSize; ++size) {
-            SCOPED_TRACE(std::string(row.what) + ", size " + std::to_string(size));
+            SCOPED_TRACE(std::string(row.call) + ", size " + std::to_string(size));
             size_t const cap = size * row.elem;
             Bytes buf(cap + kGuard, kCanary);
-            size_t const out = row.call(buf.data(), size) * row.elem;
+            size_t const out = row.run(buf.data(), size) * row.elem;
             for (size_t i = cap; i < buf.size(); ++i) ASSERT_EQ(buf[i], kCanary) << "at " << i;
             if (cap < row.term) {
                 EXPECT_EQ(out, 0u);
@@ -171,11 +133,7 @@ TEST(EntryPoints, GuardsAndEmptySources) {
         size_t term; // zero bytes expected at the start of the buffer
     };
 #define ROW(term, ...)                                                                             \
-    {                                                                                              \
-#__VA_ARGS__, [](unsigned char* d) { (void)d; return static_cast<long>(__VA_ARGS__); }, term       \
-    }
-    using C = char*;
-    using U = unsigned short*;
+    {#__VA_ARGS__, []([[maybe_unused]] B d) { return static_cast<long>(__VA_ARGS__); }, term}
     Row const rows[] = {
         ROW(0, LocalToUTF8(nullptr, "a", 8, VYNCS_UTF8)),
         ROW(0, LocalToUTF8(d, nullptr, 8, VYNCS_UTF8)),
@@ -189,15 +147,15 @@ TEST(EntryPoints, GuardsAndEmptySources) {
         ROW(4, UTF8ToLocal(C(d), u8(""), 4, VYNCS_UTF32)),
         ROW(1, UTF8ToLocal(C(d), u8(""), 4, VYNCS_UTF16ESC)),
         ROW(1, UTF8ToLocal(C(d), u8(""), 4, VYNCS_EUC_TW)),
-        ROW(0, LocalToUTF16(U(d), nullptr, 4, VYNCS_UTF8)),
-        ROW(0, LocalToUTF16(U(d), "a", 0, VYNCS_UTF8)),
-        ROW(0, LocalToUTF16(U(d), "a", -4, VYNCS_UTF8)),
-        ROW(2, LocalToUTF16(U(d), "", 1, VYNCS_UTF8)),
+        ROW(0, LocalToUTF16(W(d), nullptr, 4, VYNCS_UTF8)),
+        ROW(0, LocalToUTF16(W(d), "a", 0, VYNCS_UTF8)),
+        ROW(0, LocalToUTF16(W(d), "a", -4, VYNCS_UTF8)),
+        ROW(2, LocalToUTF16(W(d), "", 1, VYNCS_UTF8)),
         ROW(0, UTF16ToLocal(C(d), nullptr, 8, VYNCS_UTF8)),
         ROW(0, UTF16ToLocal(C(d), w, 1, VYNCS_UTF16)),
-        ROW(0, UTF8ToUTF16(U(d), nullptr, 4)),
-        ROW(0, UTF8ToUTF16(U(d), u8("a"), 0)),
-        ROW(2, UTF8ToUTF16(U(d), u8(""), 3)),
+        ROW(0, UTF8ToUTF16(W(d), nullptr, 4)),
+        ROW(0, UTF8ToUTF16(W(d), u8("a"), 0)),
+        ROW(2, UTF8ToUTF16(W(d), u8(""), 3)),
         ROW(0, UTF16ToUTF8(nullptr, w, 8)),
         ROW(0, UTF16ToUTF8(d, w, 0)),
         ROW(0, LocalPathToUTF8(d, nullptr, 8)),
@@ -261,18 +219,18 @@ TEST(EntryPoints, InvalidLocalTextIsRetriedAsLatin1) {
     if (!haveLatin1Table()) GTEST_SKIP() << "no ISO 8859-1 table converter in this build";
 }
 
+// Only what the escaping writes is read back: upper-case hex after "U+". An
+// escaped surrogate pair is the one character again; a decoded unit is not
+// looked at again; a decoded zero unit ends the name.
 TEST(EntryPoints, PathEscapesAreDecoded) {
     struct Row {
         char const* local;
         char const* utf8;
-    };
-    Row const rows[] = {
+    } const rows[] = {
         {"U+00E9", "\xC3\xA9"},
         {"U+65E5.txt", "\xE6\x97\xA5.txt"},
         {"dir/U+00E9U+00E9", "dir/\xC3\xA9\xC3\xA9"},
-        // An escaped surrogate pair is the one character again.
         {"U+D83DU+DE00.png", "\xF0\x9F\x98\x80.png"},
-        // Only what the escaping writes is read back: upper-case hex, "U+".
         {"u+00e9", "u+00e9"},
         {"U+00e9", "U+00e9"},
         {"U+00G9", "U+00G9"},
@@ -281,9 +239,7 @@ TEST(EntryPoints, PathEscapesAreDecoded) {
         {"xU+0041U+0042y", "xABy"},
         {"UU+0041", "UA"},
         {"U+U+0041", "U+A"},
-        // A decoded unit is not looked at again.
         {"U+0055+0041", "U+0041"},
-        // A decoded zero unit ends the name.
         {"ab U+0000cd", "ab "},
     };
     for (Row const& r : rows) {
@@ -348,28 +304,13 @@ TEST(EntryPoints, LargeSourcesConvertWhole) {
     EXPECT_EQ(std::memcmp(dst.data() + (blocks - 1) * 3, "\xC3\xA9x", 4), 0);
 }
 
-// Run by hand: ./test_entrypoints --gtest_also_run_disabled_tests
-// --gtest_filter='*Hundred*'
-TEST(EntryPoints, DISABLED_HundredMegabyteSource) {
-    std::string src(100u << 20, 'x');
-    std::vector<unsigned char> dst(src.size() + 1);
-    EXPECT_EQ(LocalToUTF8(dst.data(), src.c_str(), dst.size(), VYNCS_OS_DEFAULT), src.size());
-    EXPECT_EQ(LocalPathToUTF8(dst.data(), src.c_str(), static_cast<int>(dst.size())),
-              static_cast<int>(src.size()));
-}
-
+// Unserved sets answer as UTF-8.
 TEST(EntryPoints, SizeQueriesFollowTheServingConverter) {
     struct Row {
         int cs, min, max, null;
     };
-    Row const rows[] = {{65001, 1, 3, 1},
-                        {1200, 2, 2, 2},
-                        {12000, 4, 4, 4},
-                        {1202, 1, 6, 1},
-                        // Unserved sets are UTF-8.
-                        {51950, 1, 3, 1},
-                        {50220, 1, 3, 1},
-                        {0, 1, 3, 1}};
+    Row const rows[] = {{65001, 1, 3, 1}, {1200, 2, 2, 2},  {12000, 4, 4, 4}, {1202, 1, 6, 1},
+                        {51950, 1, 3, 1}, {50220, 1, 3, 1}, {0, 1, 3, 1}};
     for (Row const& r : rows) {
         SCOPED_TRACE(r.cs);
         VynCharSet const cs = static_cast<VynCharSet>(r.cs);
@@ -407,3 +348,5 @@ TEST(EntryPoints, WideStringHelpers) {
     EXPECT_EQ(VynCharSetWStrlen(abc), 3);
     EXPECT_EQ(VynCharSetWStrlen(hi), 2);
 }
+
+} // namespace

@@ -2,9 +2,12 @@
 // caches behind VynCharSetConverter::getConverter.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
-#include <cstring>
+#include <iterator>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <vynulib/charset/CharSetConverterManager.h>
@@ -16,51 +19,32 @@ VynCharSet cs(int v) {
     return static_cast<VynCharSet>(v);
 }
 
-VynCharSetConverter* utf8() {
-    return VynCharSetConverter::getConverter(VYNCS_UTF8);
-}
-
 // Written out independently of the library's own table, so a typo or a
 // dropped row on either side shows up.
-struct NameRow {
-    int value;
-    char const* name;
-};
-NameRow const kNames[] = {
-    {-2, "VYNCS_OS_DEFAULT"},        {874, "VYNCS_WCP874"},
-    {932, "VYNCS_WCP932"},           {936, "VYNCS_WCP936"},
-    {949, "VYNCS_WCP949"},           {950, "VYNCS_WCP950"},
-    {1200, "VYNCS_UTF16"},           {1201, "VYNCS_UTF16BE"},
-    {1202, "VYNCS_UTF16ESC"},        {1250, "VYNCS_WCP1250"},
-    {1251, "VYNCS_WCP1251"},         {1252, "VYNCS_WCP1252"},
-    {1253, "VYNCS_WCP1253"},         {1254, "VYNCS_WCP1254"},
-    {1255, "VYNCS_WCP1255"},         {1256, "VYNCS_WCP1256"},
-    {1257, "VYNCS_WCP1257"},         {1258, "VYNCS_WCP1258"},
-    {12000, "VYNCS_UTF32"},          {12001, "VYNCS_UTF32BE"},
-    {20866, "VYNCS_KOI8R"},          {28591, "VYNCS_ISO_8859_1"},
-    {28592, "VYNCS_ISO_8859_2"},     {28593, "VYNCS_ISO_8859_3"},
-    {28594, "VYNCS_ISO_8859_4"},     {28595, "VYNCS_ISO_8859_5"},
-    {28596, "VYNCS_ISO_8859_6"},     {28597, "VYNCS_ISO_8859_7"},
-    {28598, "VYNCS_ISO_8859_8"},     {28599, "VYNCS_ISO_8859_9"},
-    {28600, "VYNCS_ISO_8859_10"},    {28601, "VYNCS_ISO_8859_11"},
-    {28603, "VYNCS_ISO_8859_13"},    {28604, "VYNCS_ISO_8859_14"},
-    {28605, "VYNCS_ISO_8859_15"},    {28606, "VYNCS_ISO_8859_16"},
-    {30932, "VYNCS_SHIFTJIS"},       {30933, "VYNCS_SJIS0213"},
-    {30950, "VYNCS_BIG5"},           {50220, "VYNCS_ISO_2022JP"},
-    {50221, "VYNCS_ISO_2022JP_1"},   {50222, "VYNCS_ISO_2022JP_2"},
-    {50223, "VYNCS_ISO_2022JP_3"},   {50224, "VYNCS_ISO_2022JP_2004"},
-    {50225, "VYNCS_ISO_2022KR"},     {50227, "VYNCS_ISO_2022CN"},
-    {50228, "VYNCS_ISO_2022CN_EXT"}, {50229, "VYNCS_ISO_2022TW"},
-    {51932, "VYNCS_EUC_JP"},         {51936, "VYNCS_EUC_CN"},
-    {51949, "VYNCS_EUC_KR"},         {51950, "VYNCS_EUC_TW"},
-    {54936, "VYNCS_GB18030"},        {65001, "VYNCS_UTF8"},
-};
+std::vector<std::pair<int, std::string>> names() {
+    std::vector<std::pair<int, std::string>> n = {
+        {-2, "OS_DEFAULT"},      {874, "WCP874"},         {932, "WCP932"},
+        {936, "WCP936"},         {949, "WCP949"},         {950, "WCP950"},
+        {1200, "UTF16"},         {1201, "UTF16BE"},       {1202, "UTF16ESC"},
+        {12000, "UTF32"},        {12001, "UTF32BE"},      {20866, "KOI8R"},
+        {28603, "ISO_8859_13"},  {28604, "ISO_8859_14"},  {28605, "ISO_8859_15"},
+        {28606, "ISO_8859_16"},  {30932, "SHIFTJIS"},     {30933, "SJIS0213"},
+        {30950, "BIG5"},         {50220, "ISO_2022JP"},   {50221, "ISO_2022JP_1"},
+        {50222, "ISO_2022JP_2"}, {50223, "ISO_2022JP_3"}, {50224, "ISO_2022JP_2004"},
+        {50225, "ISO_2022KR"},   {50227, "ISO_2022CN"},   {50228, "ISO_2022CN_EXT"},
+        {50229, "ISO_2022TW"},   {51932, "EUC_JP"},       {51936, "EUC_CN"},
+        {51949, "EUC_KR"},       {51950, "EUC_TW"},       {54936, "GB18030"},
+        {65001, "UTF8"},
+    };
+    for (int v = 1250; v <= 1258; ++v) n.push_back({v, "WCP" + std::to_string(v)});
+    for (int v = 28591; v <= 28601; ++v) n.push_back({v, "ISO_8859_" + std::to_string(v - 28590)});
+    for (auto& e : n) e.second = "VYNCS_" + e.second;
+    return n;
+}
 
-// Sets with a converter of their own (the other named ones are served as UTF-8).
-int const kServed[] = {874,   932,   936,   949,   950,   1200,  1202,  1250,  1251,  1252,  1253,
-                       1254,  1255,  1256,  1257,  1258,  12000, 20866, 28591, 28592, 28593, 28594,
-                       28595, 28596, 28597, 28598, 28599, 28600, 28601, 28603, 28604, 28605, 28606,
-                       30932, 30933, 30950, 51932, 51936, 51949, 54936, 65001};
+// Sets without a converter of their own, named or not.
+int const kUnserved[] = {1201,  12001, 50220, 50221, 50222, 50223, 50224, 50225, 50227,
+                         50228, 50229, 51950, 28602, 0,     -1,    -3,    99999, INT_MIN};
 
 } // namespace
 
@@ -91,66 +75,47 @@ TEST(Registry, ConcurrentFirstUseAgrees) {
     EXPECT_STREQ(names[0], "VYNCS_EUC_JP");
 }
 
-TEST(Registry, EveryNameRoundTrips) {
-    EXPECT_EQ(sizeof(kNames) / sizeof(kNames[0]), 54u);
-    for (NameRow const& r : kNames) {
-        SCOPED_TRACE(r.name);
-        EXPECT_STREQ(VynCharSetToString(cs(r.value)), r.name);
-        EXPECT_EQ(VynCharSetFromString(r.name), cs(r.value));
-        // The rendered name is kept, not made anew per call.
-        EXPECT_EQ(VynCharSetToString(cs(r.value)), VynCharSetToString(cs(r.value)));
+// Every name renders and parses back; the rendered name is kept, not made
+// anew per call. Unknown values print as the default; only exact names parse.
+TEST(Registry, Names) {
+    auto const all = names();
+    EXPECT_EQ(all.size(), 54u);
+    for (auto const& r : all) {
+        SCOPED_TRACE(r.second);
+        EXPECT_EQ(VynCharSetToString(cs(r.first)), r.second);
+        EXPECT_EQ(VynCharSetFromString(r.second.c_str()), cs(r.first));
+        EXPECT_EQ(VynCharSetToString(cs(r.first)), VynCharSetToString(cs(r.first)));
     }
-}
-
-TEST(Registry, UnknownValuesPrintAsOsDefault) {
-    for (int v : {0, -1, 1, 28602, 50226, 65000, 99999, INT_MIN, INT_MAX}) {
-        SCOPED_TRACE(v);
-        EXPECT_STREQ(VynCharSetToString(cs(v)), "VYNCS_OS_DEFAULT");
-    }
-}
-
-TEST(Registry, NamesParseOnlyWhenExact) {
-    // Case, blanks, prefixes and locale keys are all different names.
-    char const* const unknown[] = {"",          "vyncs_utf8",        "VYNCS_UTF8 ",   " VYNCS_UTF8",
-                                   "VYNCS_UTF", "VYNCS_UTF8X",       "UTF8",          "ISO88591",
-                                   "65001",     "VYNCS_ISO_8859_12", "VYNCS_\xC9UTF8"};
-    for (char const* n : unknown) {
-        SCOPED_TRACE(n);
-        EXPECT_EQ(VynCharSetFromString(n), VYNCS_OS_DEFAULT);
-    }
+    for (int v : {0, -1, 1, 28602, 50226, 65000, 99999, INT_MIN, INT_MAX})
+        EXPECT_STREQ(VynCharSetToString(cs(v)), "VYNCS_OS_DEFAULT") << v;
+    for (char const* n :
+         {"", "vyncs_utf8", "VYNCS_UTF8 ", " VYNCS_UTF8", "VYNCS_UTF", "VYNCS_UTF8X", "UTF8",
+          "ISO88591", "65001", "VYNCS_ISO_8859_12", "VYNCS_\xC9UTF8"})
+        EXPECT_EQ(VynCharSetFromString(n), VYNCS_OS_DEFAULT) << n;
     EXPECT_EQ(VynCharSetFromString(nullptr), VYNCS_OS_DEFAULT);
 }
 
-TEST(Registry, ServedSetsHaveTheirOwnConverter) {
-    for (int v : kServed) {
-        SCOPED_TRACE(v);
-        VynCharSetConverter* c = VynCharSetConverter::getConverter(cs(v));
-        ASSERT_NE(c, nullptr);
-        // Table-driven sets not built into this copy of the library fall back
-        // to UTF-8; anything else must be the set's own converter.
-        if (c != utf8()) {
-            EXPECT_EQ(c->getCharSet(), cs(v));
+// Table-driven sets not built into this copy of the library fall back to
+// UTF-8; anything else is the set's own converter. Sets without one, named
+// or not, are served as UTF-8, and -2 by whatever serves the detected set.
+TEST(Registry, WhichConverterServes) {
+    VynCharSetConverter* const utf8 = VynCharSetConverter::getConverter(VYNCS_UTF8);
+    EXPECT_EQ(utf8->getCharSet(), VYNCS_UTF8);
+    for (auto const& r : names()) {
+        VynCharSet const v = cs(r.first);
+        VynCharSetConverter* c = VynCharSetConverter::getConverter(v);
+        EXPECT_EQ(c, g_oCnvtMgr.getConverter(v)) << r.second;
+        if (r.first == -2 || std::count(std::begin(kUnserved), std::end(kUnserved), r.first))
+            continue;
+        ASSERT_NE(c, nullptr) << r.second;
+        if (c != utf8 || v == VYNCS_UTF16 || v == VYNCS_UTF16ESC || v == VYNCS_UTF32) {
+            EXPECT_EQ(c->getCharSet(), v) << r.second;
         }
-        EXPECT_EQ(c, g_oCnvtMgr.getConverter(cs(v)));
     }
-    EXPECT_EQ(VynCharSetConverter::getConverter(VYNCS_UTF16)->getCharSet(), VYNCS_UTF16);
-    EXPECT_EQ(VynCharSetConverter::getConverter(VYNCS_UTF16ESC)->getCharSet(), VYNCS_UTF16ESC);
-    EXPECT_EQ(VynCharSetConverter::getConverter(VYNCS_UTF32)->getCharSet(), VYNCS_UTF32);
-    EXPECT_EQ(utf8()->getCharSet(), VYNCS_UTF8);
-}
-
-TEST(Registry, UnservedSetsAreServedAsUtf8) {
-    for (int v : {1201, 12001, 50220, 50221, 50222, 50223, 50224, 50225, 50227, 50228, 50229, 51950,
-                  28602, 0, -1, -3, 99999, INT_MIN}) {
-        SCOPED_TRACE(v);
-        EXPECT_EQ(VynCharSetConverter::getConverter(cs(v)), utf8());
-        EXPECT_EQ(g_oCnvtMgr.load(cs(v)), utf8());
+    for (int v : kUnserved) {
+        EXPECT_EQ(VynCharSetConverter::getConverter(cs(v)), utf8) << v;
+        EXPECT_EQ(g_oCnvtMgr.load(cs(v)), utf8) << v;
     }
-    // A name that parses is still not a converter.
-    EXPECT_EQ(VynCharSetConverter::getConverter(VynCharSetFromString("VYNCS_EUC_TW")), utf8());
-}
-
-TEST(Registry, OsDefaultResolvesThroughTheDetectedSet) {
     VynCharSetConverter* d = VynCharSetConverter::getConverter(VYNCS_OS_DEFAULT);
     EXPECT_EQ(d, g_oCnvtMgr.getConverter(VYNCS_OS_DEFAULT));
     EXPECT_EQ(d, g_oCnvtMgr.getConverter(g_oCnvtMgr.defaultCharSet()));

@@ -88,7 +88,11 @@ void VynUString::resize(unsigned long n, char c, VynCharSet cs) {
     // fewer than k units (a zero byte, lead bytes without trail) the gap would
     // be read as garbage. Zero it first so the result is always defined.
     std::memset(dst, 0, k * sizeof(unsigned short));
-    std::string fill(k, c); // k copies of c, terminated by c_str()
+    // k copies of c, then zero bytes: one would end a byte set's text, but a
+    // UTF-32 reader needs a whole zero value after its last partial one, so pad
+    // by eight to keep every converter inside the array.
+    std::string fill(k + 8, '\0');
+    std::memset(&fill[0], static_cast<unsigned char>(c), k);
     // The converter writes at most k units plus a zero unit: dst + k is the
     // string's own terminator slot, inside the n + 1 units reserved.
     VynCharSetConverter::getConverter(cs)->toUTF16(dst, fill.c_str(), k, ILLCHAR_REPLACE, nullptr,

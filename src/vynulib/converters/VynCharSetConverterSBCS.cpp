@@ -8,6 +8,13 @@
 
 using namespace vyn::detail;
 
+namespace {
+
+unsigned const kIdentityFlag = 256;
+unsigned const kTableUnits = 257;
+
+} // namespace
+
 VynCharSetConverterSBCS::VynCharSetConverterSBCS(unsigned short const* map, VynCharSet cs)
     : VynCharSetConverter(cs), m_pName(nullptr), m_pForward(nullptr), m_pReverse(nullptr),
       m_pMap(map) {
@@ -37,7 +44,9 @@ void VynCharSetConverterSBCS::load() {
         static_cast<void>(m_pName);
         return;
     }
-    auto* fwd = new unsigned short[256]();
+    // kTableUnits entries: the 256 units by byte, then one flag saying the
+    // map is the identity on both sides (then both directions are arithmetic).
+    auto* fwd = new unsigned short[kTableUnits]();
     auto* rev = new LookupTable<unsigned char>;
     // Records are (byte, 0, unit); the byte sits in the low half of the first
     // unsigned short. A (0, 0) record ends the map. Later records win.
@@ -46,6 +55,15 @@ void VynCharSetConverterSBCS::load() {
         fwd[b] = r[1];
         rev->insert(r[1], b);
     }
+    // The zero byte ends the text and is never looked up; a zero there lets
+    // the decoder test the terminator and an unmapped byte in one go.
+    fwd[0] = 0;
+    // Likewise unit 0 on the other side (a record for unit 0 never encodes).
+    if (rev->lookup(0)) rev->insert(0, 0);
+    bool identity =
+        rev->pageCount() == 1 && rev->page(0) != LookupTable<unsigned char>::m_gNullTable;
+    for (unsigned i = 1; identity && i < 256; ++i) identity = fwd[i] == i && rev->lookup(i) == i;
+    fwd[kIdentityFlag] = identity ? 1 : 0;
     // Readers test the forward pointer: it goes out last, once both tables are whole.
     m_pReverse.store(rev, std::memory_order_release);
     m_pForward.store(fwd, std::memory_order_release);
@@ -69,15 +87,29 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
     unsigned short const* fwd = m_pForward.load(std::memory_order_acquire);
     if (!fwd) return emptyResult(dst); // no map: converts nothing
     auto const* s = static_cast<unsigned char const*>(src);
+    // One byte per unit: the limit and the room bound the same count. A
+    // negative limit means none; 0 reads nothing.
+    unsigned long n = dstUnits;
+    if (maxSrc >= 0 && static_cast<unsigned long>(maxSrc) < n)
+        n = static_cast<unsigned long>(maxSrc);
     unsigned long out = 0;
-    // A negative limit means none; 0 reads nothing.
-    while (out < dstUnits && maxSrc != 0) {
-        unsigned char b = *s++;
-        if (b == 0) break;
-        if (maxSrc > 0) --maxSrc;
-        unsigned short u = fwd[b];
-        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
-        dst[out++] = u;
+    if (fwd[kIdentityFlag]) {
+        // Every byte is its own unit; the zero byte ends the text.
+        for (; out < n; ++out) {
+            unsigned short u = s[out];
+            if (u == 0) break;
+            dst[out] = u;
+        }
+    } else {
+        for (; out < n; ++out) {
+            unsigned char b = s[out];
+            unsigned short u = fwd[b];
+            if (u == 0) {
+                // fwd[0] is 0: the terminator lands here too.
+                if (b == 0 || !replaceUnmapped(u, op, illegal)) break;
+            }
+            dst[out] = u;
+        }
     }
     dst[out] = 0;
     return out;
@@ -99,19 +131,33 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
     // The reverse table is published before the forward one.
-    if (!m_pForward.load(std::memory_order_acquire)) return emptyResult(d); // no map
+    unsigned short const* fwd = m_pForward.load(std::memory_order_acquire);
+    if (!fwd) return emptyResult(d); // no map
     LookupTable<unsigned char> const* rev = m_pReverse.load(std::memory_order_acquire);
+    // Units below 0x100 (most text) are read from the first page directly.
+    unsigned char const* page0 = rev->page(0);
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time: a supplementary character
     // becomes two replacements.
-    for (; out < dstCap && *src; ++src) {
-        unsigned short u = *src;
-        unsigned char b = rev->lookup(u);
-        if (b) {
-            d[out++] = b;
-            continue;
+    if (fwd[kIdentityFlag]) {
+        for (; out < dstCap; ++src) {
+            unsigned u = *src;
+            if (u - 1 < 0xFF) { // 1..0xFF: the byte itself
+                d[out++] = static_cast<unsigned char>(u);
+                continue;
+            }
+            if (u == 0 || !putUnmappable(d, out, dstCap, op, illegal, src)) break;
         }
-        if (!putUnmappable(d, out, dstCap, op, illegal, src)) break;
+    } else {
+        for (; out < dstCap; ++src) {
+            unsigned u = *src;
+            unsigned char b = u < 0x100 ? page0[u] : rev->lookup(u);
+            if (b) {
+                d[out++] = b;
+                continue;
+            }
+            if (u == 0 || !putUnmappable(d, out, dstCap, op, illegal, src)) break;
+        }
     }
     d[out] = 0;
     return out;

@@ -19,35 +19,39 @@ inline bool isCont(unsigned char c) {
     return (c & 0xC0) == 0x80;
 }
 
-} // namespace
-
-VynCharSetConverterUTF8::~VynCharSetConverterUTF8() = default;
-
-unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* src,
-                                               unsigned long dstUnits, ILLCHAR_OPTYPE /*op*/,
-                                               bool* illegal, int maxSrc) {
-    if (!dst || !src) return 0;
-    if (illegal) *illegal = false;
-    unsigned char const* const start = static_cast<unsigned char const*>(src);
-    unsigned char const* p = start;
-    if (dstUnits == 0 || *p == 0) return emptyResult(dst);
+// The decoding loop, with the source limit compiled in or out. On entry n > 0
+// and *p != 0 (and, with a limit, p < lim); *illegal is already cleared.
+template <bool kLimited>
+unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned long n,
+                         bool* illegal, unsigned char const* lim) {
     auto bad = [illegal] {
         if (illegal) *illegal = true;
     };
-    unsigned long n = dstUnits;
     unsigned short* out = dst;
     for (;;) {
-        unsigned char b = *p++;
-        switch (oUTF8Bits[b >> 4]) {
-        case 1:
-            *out++ = b;
-            --n;
-            break;
-        case 0:
+        unsigned char b = *p;
+        if (b < 0x80) {
+            // An ASCII run, bounded by the room and the limit: each unit takes
+            // one byte, so neither needs testing inside the run.
+            unsigned long k = n;
+            if (kLimited && static_cast<unsigned long>(lim - p) < k)
+                k = static_cast<unsigned long>(lim - p);
+            unsigned long i = 0;
+            do {
+                out[i++] = b;
+            } while (i < k && static_cast<unsigned char>((b = p[i]) - 1) < 0x7F);
+            p += i;
+            out += i;
+            n -= i;
+            if (kLimited && p >= lim) break;
+            if (n == 0 || *p == 0) break;
+            continue;
+        }
+        ++p;
+        if (b < 0xC0) {
             // Stray continuation byte: dropped, capacity untouched.
             bad();
-            break;
-        case 2:
+        } else if (b < 0xE0) { // 0xC0 and 0xC1 included
             if (isCont(p[0])) {
                 *out++ = static_cast<unsigned short>(((b << 6) & 0x7C0) | (p[0] & 0x3F));
                 p += 1;
@@ -57,8 +61,7 @@ unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* 
                 bad();
             }
             --n;
-            break;
-        case 3:
+        } else if (b < 0xF0) {
             if (isCont(p[0]) && isCont(p[1])) {
                 *out++ = static_cast<unsigned short>(((b & 0x0F) << 12) | ((p[0] & 0x3F) << 6) |
                                                      (p[1] & 0x3F));
@@ -68,8 +71,7 @@ unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* 
                 bad();
             }
             --n;
-            break;
-        default: // 4
+        } else { // 0xF8-0xFF count as four-byte leads too
             if (n <= 1) {
                 // No room for a pair: U+FFFD takes the last slot.
                 *out++ = 0xFFFD;
@@ -91,15 +93,30 @@ unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* 
                 bad();
                 --n;
             }
-            break;
         }
         // The source limit is tested between sequences only: one that starts
         // inside it is read whole (it ends at the terminator at the latest).
-        if (reachedLimit(static_cast<unsigned long>(p - start), maxSrc)) break;
+        if (kLimited && p >= lim) break;
         if (n == 0 || *p == 0) break;
     }
     *out = 0;
     return static_cast<unsigned long>(out - dst);
+}
+
+} // namespace
+
+VynCharSetConverterUTF8::~VynCharSetConverterUTF8() = default;
+
+unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* src,
+                                               unsigned long dstUnits, ILLCHAR_OPTYPE /*op*/,
+                                               bool* illegal, int maxSrc) {
+    if (!dst || !src) return 0;
+    if (illegal) *illegal = false;
+    unsigned char const* const start = static_cast<unsigned char const*>(src);
+    if (dstUnits == 0 || *start == 0) return emptyResult(dst);
+    // Only a positive limit bounds the bytes read.
+    if (maxSrc > 0) return decodeUtf8<true>(dst, start, dstUnits, illegal, start + maxSrc);
+    return decodeUtf8<false>(dst, start, dstUnits, illegal, nullptr);
 }
 
 unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const* src,
@@ -110,48 +127,62 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
     unsigned char* const begin = static_cast<unsigned char*>(dst);
     unsigned char* out = begin;
     if (dstCap == 0) return emptyResult(out);
+    unsigned char* const end = begin + dstCap;
     // n is the room as the accounting sees it; an escape takes six bytes but
-    // reduces n by five only, so n may run ahead of the real room. Every write
-    // checks both, so output never goes past dstCap (plus the terminator).
+    // reduces n by five only, so n may run ahead of the real room (never
+    // behind it). Writes test the real room, so output never goes past
+    // dstCap (plus the terminator); n only decides when to stop reading.
     unsigned long n = dstCap;
-    auto fits = [&](unsigned long len) {
-        return len <= n && len <= dstCap - static_cast<unsigned long>(out - begin);
-    };
+    auto fits = [&](unsigned long len) { return len <= static_cast<unsigned long>(end - out); };
     unsigned short const* p = src;
-    unsigned int u = *p++;
     for (;;) {
+        unsigned int u = *p++;
         if (u == 0) break;
         if (u < 0x80) {
-            if (!fits(1)) break;
-            *out++ = static_cast<unsigned char>(u);
-            n -= 1;
-        } else if (u < 0x800) {
-            if (n <= 1 || !fits(2)) break;
-            *out++ = static_cast<unsigned char>(0xC0 | (u >> 6));
-            *out++ = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            // An ASCII run, bounded by the real room (which n never undercuts).
+            unsigned short const* q = p - 1;
+            unsigned long k = static_cast<unsigned long>(end - out);
+            if (k == 0) break;
+            unsigned long i = 0;
+            do {
+                out[i++] = static_cast<unsigned char>(u);
+            } while (i < k && (u = q[i]) - 1 < 0x7F);
+            out += i;
+            n -= i;
+            p = q + i; // the unit that ended the run is read again
+            if (n == 0) break;
+            continue;
+        }
+        if (u < 0x800) {
+            if (!fits(2)) break;
+            out[0] = static_cast<unsigned char>(0xC0 | (u >> 6));
+            out[1] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            out += 2;
             n -= 2;
         } else if (!isHigh(u)) {
             // Lone low surrogates are encoded like any other unit.
-            if (n <= 2 || !fits(3)) break;
-            *out++ = static_cast<unsigned char>(0xE0 | (u >> 12));
-            *out++ = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
-            *out++ = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            if (!fits(3)) break;
+            out[0] = static_cast<unsigned char>(0xE0 | (u >> 12));
+            out[1] = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
+            out[2] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            out += 3;
             n -= 3;
         } else {
             unsigned int w = *p++; // consumed whatever it is
             if (isLow(w)) {
-                if (n <= 3 || !fits(4)) break;
+                if (!fits(4)) break;
                 unsigned int c = pairValue(u, w);
-                *out++ = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
-                *out++ = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
-                *out++ = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
-                *out++ = static_cast<unsigned char>(0x80 | (c & 0x3F));
+                out[0] = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
+                out[1] = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
+                out[2] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
+                out[3] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+                out += 4;
                 n -= 4;
             } else {
                 if (illegal) *illegal = true;
                 if (op == ILLCHAR_STOP) break;
                 if (op == ILLCHAR_ESCAPE) {
-                    if (n <= 5 || !fits(6)) break;
+                    if (!fits(6)) break;
                     writeEscape(out, static_cast<unsigned short>(u));
                     out += 6;
                     n -= 5; // one short on purpose: later output may run a byte further
@@ -164,13 +195,12 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
                     n -= 1;
                     if (n == 0 || w == 0) break;
                     // The follower is handled as a fresh unit.
-                    u = w;
+                    --p;
                     continue;
                 }
             }
         }
         if (n == 0) break;
-        u = *p++;
     }
     *out = 0;
     return static_cast<unsigned long>(out - begin);

@@ -33,6 +33,37 @@ bool step(unsigned char const* type, unsigned char const* s, unsigned long& pos,
     return false;
 }
 
+// The decoding loop of the BMP-only code pages, with the source limit compiled
+// in or out (without one, limit is kAll and never reached). Single bytes are
+// read from the first page of the map directly.
+template <bool kLimited>
+unsigned long decodeDbcs(LookupTable<unsigned short> const* fwd, unsigned char const* type,
+                         unsigned short* dst, unsigned char const* s, unsigned long dstUnits,
+                         ILLCHAR_OPTYPE op, bool* illegal, unsigned long limit) {
+    unsigned short const* page0 = fwd->page(0);
+    unsigned long pos = 0, out = 0;
+    while (out < dstUnits && (!kLimited || pos < limit)) {
+        unsigned char b = s[pos];
+        if (b == 0) break;
+        unsigned short u;
+        if (!(type[b] & 0x40)) {
+            u = page0[b];
+            pos += 1;
+        } else if ((!kLimited || pos + 1 < limit) && (type[s[pos + 1]] & 0x80)) {
+            u = fwd->lookup((static_cast<unsigned>(b) << 8) | s[pos + 1]);
+            pos += 2;
+        } else {
+            // A lead byte without its trail: one invalid byte.
+            u = 0;
+            pos += 1;
+        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
+        dst[out++] = u;
+    }
+    dst[out] = 0;
+    return out;
+}
+
 } // namespace
 
 // --- code pages with BMP values only -----------------------------------------
@@ -74,17 +105,10 @@ unsigned long VynCharSetConverterDBCS::toUTF16(unsigned short* dst, void const* 
     // maxSrc stops the conversion after the character that reaches it. It also
     // bounds reading: an invalid lead byte that reaches it ends the conversion
     // too, as going on would read past the limit.
-    unsigned long const limit = sourceLimit(maxSrc);
-    unsigned long pos = 0, out = 0;
-    while (out < dstUnits && pos < limit && s[pos]) {
-        unsigned code = 0;
-        bool invalid = !step(m_pType, s, pos, limit, code);
-        unsigned short u = invalid ? 0 : fwd->lookup(code);
-        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
-        dst[out++] = u;
-    }
-    dst[out] = 0;
-    return out;
+    if (maxSrc > 0)
+        return decodeDbcs<true>(fwd, m_pType, dst, s, dstUnits, op, illegal,
+                                static_cast<unsigned long>(maxSrc));
+    return decodeDbcs<false>(fwd, m_pType, dst, s, dstUnits, op, illegal, kAll);
 }
 
 unsigned long VynCharSetConverterDBCS::getNumBytes(unsigned short const* src, unsigned long len) {
@@ -108,13 +132,25 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
     auto* d = static_cast<unsigned char*>(dst);
     if (!forwardTable()) return emptyResult(d);
     LookupTable<unsigned short> const* rev = reverseTable();
+    // Units below 0x100 (ASCII above all) are read from the first page
+    // directly; the terminator is tested before any lookup.
+    unsigned short const* page0 = rev->page(0);
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time and never map.
-    for (; out < dstCap && *src; ++src) {
-        unsigned short u = *src;
-        unsigned short code = rev->lookup(u);
+    for (; out < dstCap; ++src) {
+        unsigned u = *src;
+        if (u == 0) break;
+        unsigned short code = u < 0x100 ? page0[u] : rev->lookup(u);
         if (code) {
-            if (!putCode(d, out, dstCap, code)) break;
+            if (code < 0x100) {
+                d[out++] = static_cast<unsigned char>(code);
+                continue;
+            }
+            // A two-byte code is never cut.
+            if (dstCap - out < 2) break;
+            d[out] = static_cast<unsigned char>(code >> 8);
+            d[out + 1] = static_cast<unsigned char>(code & 0xFF);
+            out += 2;
             continue;
         }
         if (!putUnmappable(d, out, dstCap, op, illegal, src)) break;

@@ -3,8 +3,6 @@
 // Neither converter reports errors: the flag is cleared and left so.
 #include <vynulib/converters/VynCharSetConverterUTF16.h>
 
-#include <cstring>
-
 #include <vynulib/converters/VynConvertCommon.h>
 
 using namespace vyn::detail;
@@ -57,12 +55,12 @@ unsigned long VynCharSetConverterUTF16::toUTF16(unsigned short* dst, void const*
     if (dstUnits == 0 || maxSrc <= 0) return emptyResult(dst);
     unsigned char const* p = static_cast<unsigned char const*>(src);
     unsigned long limit = static_cast<unsigned long>(maxSrc);
-    unsigned long const most = dstUnits < limit ? dstUnits : limit;
-    // Measure up to the terminator (never past it, nor past the room or the
-    // limit), then copy the units in one go.
     unsigned long count = 0;
-    while (count < most && loadUnit(p + 2 * count) != 0) ++count;
-    std::memmove(dst, p, 2 * count); // a caller may convert in place
+    while (count < dstUnits && count < limit) {
+        unsigned short u = loadUnit(p + 2 * count);
+        if (u == 0) break;
+        dst[count++] = u;
+    }
     dst[count] = 0;
     return count;
 }
@@ -76,8 +74,10 @@ unsigned long VynCharSetConverterUTF16::fromUTF16(void* dst, unsigned short cons
     // dstCap counts bytes; an odd last byte cannot hold a unit.
     unsigned long units = dstCap / 2;
     unsigned long count = 0;
-    while (count < units && src[count] != 0) ++count;
-    std::memmove(out, src, 2 * count);
+    while (count < units && src[count] != 0) {
+        storeUnit(out + 2 * count, src[count]);
+        ++count;
+    }
     storeUnit(out + 2 * count, 0);
     return 2 * count;
 }

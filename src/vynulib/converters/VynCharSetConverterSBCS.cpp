@@ -94,21 +94,50 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
         n = static_cast<unsigned long>(maxSrc);
     unsigned long out = 0;
     if (fwd[kIdentityFlag]) {
-        // Every byte is its own unit; the zero byte ends the text.
-        for (; out < n; ++out) {
-            unsigned short u = s[out];
-            if (u == 0) break;
-            dst[out] = u;
+        // Every byte is its own unit; the zero byte ends the text. Four at a
+        // time while four fit, each byte read only after the one before it
+        // proved not to be the terminator.
+        for (; n - out >= 4; out += 4) {
+            if (!(dst[out] = s[out])) return out;
+            if (!(dst[out + 1] = s[out + 1])) return out + 1;
+            if (!(dst[out + 2] = s[out + 2])) return out + 2;
+            if (!(dst[out + 3] = s[out + 3])) return out + 3;
         }
+        for (; out < n; ++out)
+            if (!(dst[out] = s[out])) return out;
     } else {
-        for (; out < n; ++out) {
+        // Likewise; a zero from the table stops the fast loop, and the
+        // byte is sorted out alone: the terminator, or an unmapped byte.
+        for (;;) {
+            for (; n - out >= 4; out += 4) {
+                unsigned short u0 = fwd[s[out]];
+                if (!u0) break;
+                dst[out] = u0;
+                unsigned short u1 = fwd[s[out + 1]];
+                if (!u1) {
+                    out += 1;
+                    break;
+                }
+                dst[out + 1] = u1;
+                unsigned short u2 = fwd[s[out + 2]];
+                if (!u2) {
+                    out += 2;
+                    break;
+                }
+                dst[out + 2] = u2;
+                unsigned short u3 = fwd[s[out + 3]];
+                if (!u3) {
+                    out += 3;
+                    break;
+                }
+                dst[out + 3] = u3;
+            }
+            if (out >= n) break;
             unsigned char b = s[out];
             unsigned short u = fwd[b];
-            if (u == 0) {
-                // fwd[0] is 0: the terminator lands here too.
-                if (b == 0 || !replaceUnmapped(u, op, illegal)) break;
-            }
-            dst[out] = u;
+            // fwd[0] is 0: the terminator lands here too.
+            if (u == 0 && (b == 0 || !replaceUnmapped(u, op, illegal))) break;
+            dst[out++] = u;
         }
     }
     dst[out] = 0;
@@ -134,8 +163,6 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     unsigned short const* fwd = m_pForward.load(std::memory_order_acquire);
     if (!fwd) return emptyResult(d); // no map
     LookupTable<unsigned char> const* rev = m_pReverse.load(std::memory_order_acquire);
-    // Units below 0x100 (most text) are read from the first page directly.
-    unsigned char const* page0 = rev->page(0);
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time: a supplementary character
     // becomes two replacements.
@@ -151,7 +178,9 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     } else {
         for (; out < dstCap; ++src) {
             unsigned u = *src;
-            unsigned char b = u < 0x100 ? page0[u] : rev->lookup(u);
+            // Two reads and no test: text in one script mixes units below
+            // and above 0x100 too often for a branch on them to pay.
+            unsigned char b = rev->lookup(u);
             if (b) {
                 d[out++] = b;
                 continue;

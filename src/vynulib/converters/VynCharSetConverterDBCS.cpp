@@ -132,15 +132,15 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
     auto* d = static_cast<unsigned char*>(dst);
     if (!forwardTable()) return emptyResult(d);
     LookupTable<unsigned short> const* rev = reverseTable();
-    // Units below 0x100 (ASCII above all) are read from the first page
-    // directly; the terminator is tested before any lookup.
-    unsigned short const* page0 = rev->page(0);
+    // The terminator is tested before any lookup.
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time and never map.
     for (; out < dstCap; ++src) {
         unsigned u = *src;
         if (u == 0) break;
-        unsigned short code = u < 0x100 ? page0[u] : rev->lookup(u);
+        // Two reads and no test on the unit: CJK text mixes ASCII and
+        // ideographs too often for a branch on them to pay.
+        unsigned short code = rev->lookup(u);
         if (code) {
             if (code < 0x100) {
                 d[out++] = static_cast<unsigned char>(code);

@@ -136,6 +136,51 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
     auto fits = [&](unsigned long len) { return len <= static_cast<unsigned long>(end - out); };
     unsigned short const* p = src;
     for (;;) {
+        // With four bytes of room or more only a lone high surrogate needs the
+        // tests below: any other unit, or a pair, takes four bytes at most.
+        // n is never below the room, so it cannot reach 0 inside this loop
+        // before its last step.
+        while (end - out >= 4) {
+            unsigned int v = *p;
+            if (v - 1 < 0x7F) {
+                unsigned long const k = static_cast<unsigned long>(end - out);
+                unsigned long i = 0;
+                do {
+                    out[i++] = static_cast<unsigned char>(v);
+                } while (i < k && (v = p[i]) - 1 < 0x7F);
+                out += i;
+                n -= i;
+                p += i;
+            } else if (v == 0) {
+                *out = 0;
+                return static_cast<unsigned long>(out - begin);
+            } else if (v < 0x800) {
+                out[0] = static_cast<unsigned char>(0xC0 | (v >> 6));
+                out[1] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+                out += 2;
+                n -= 2;
+                p += 1;
+            } else if (!isHigh(v)) {
+                out[0] = static_cast<unsigned char>(0xE0 | (v >> 12));
+                out[1] = static_cast<unsigned char>(0x80 | ((v >> 6) & 0x3F));
+                out[2] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+                out += 3;
+                n -= 3;
+                p += 1;
+            } else if (isLow(p[1])) {
+                unsigned int c = pairValue(v, p[1]);
+                out[0] = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
+                out[1] = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
+                out[2] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
+                out[3] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+                out += 4;
+                n -= 4;
+                p += 2;
+            } else {
+                break; // a lone high surrogate
+            }
+        }
+        if (n == 0) break;
         unsigned int u = *p++;
         if (u == 0) break;
         if (u < 0x80) {

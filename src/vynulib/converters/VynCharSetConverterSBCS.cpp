@@ -13,6 +13,52 @@ namespace {
 unsigned const kIdentityFlag = 256;
 unsigned const kTableUnits = 257;
 
+// The encoding loop; byteOf gives the byte of a unit, 0 for none (unit 0
+// included). Four units a step while four bytes of room remain, each unit
+// read only after the one before it proved not to be the terminator.
+template <class ByteOf>
+unsigned long encodeSbcs(ByteOf byteOf, unsigned char* d, unsigned short const* src,
+                         unsigned long dstCap, ILLCHAR_OPTYPE op, bool* illegal) {
+    unsigned long out = 0;
+    for (;;) {
+        for (; dstCap - out >= 4; out += 4, src += 4) {
+            unsigned char b0 = byteOf(src[0]);
+            if (!b0) break;
+            d[out] = b0;
+            unsigned char b1 = byteOf(src[1]);
+            if (!b1) {
+                out += 1;
+                src += 1;
+                break;
+            }
+            d[out + 1] = b1;
+            unsigned char b2 = byteOf(src[2]);
+            if (!b2) {
+                out += 2;
+                src += 2;
+                break;
+            }
+            d[out + 2] = b2;
+            unsigned char b3 = byteOf(src[3]);
+            if (!b3) {
+                out += 3;
+                src += 3;
+                break;
+            }
+            d[out + 3] = b3;
+        }
+        if (out >= dstCap || *src == 0) break;
+        // One unit alone: mapped (the fast loop stopped short of four), or not.
+        unsigned char b = byteOf(*src);
+        if (b)
+            d[out++] = b;
+        else if (!putUnmappable(d, out, dstCap, op, illegal, src))
+            break;
+        ++src;
+    }
+    return out;
+}
+
 } // namespace
 
 VynCharSetConverterSBCS::VynCharSetConverterSBCS(unsigned short const* map, VynCharSet cs)
@@ -163,30 +209,18 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     unsigned short const* fwd = m_pForward.load(std::memory_order_acquire);
     if (!fwd) return emptyResult(d); // no map
     LookupTable<unsigned char> const* rev = m_pReverse.load(std::memory_order_acquire);
-    unsigned long out = 0;
     // Surrogates are looked up one unit at a time: a supplementary character
     // becomes two replacements.
+    unsigned long out;
     if (fwd[kIdentityFlag]) {
-        for (; out < dstCap; ++src) {
-            unsigned u = *src;
-            if (u - 1 < 0xFF) { // 1..0xFF: the byte itself
-                d[out++] = static_cast<unsigned char>(u);
-                continue;
-            }
-            if (u == 0 || !putUnmappable(d, out, dstCap, op, illegal, src)) break;
-        }
+        // 1..0xFF are the bytes themselves.
+        auto same = [](unsigned u) { return static_cast<unsigned char>(u - 1 < 0xFF ? u : 0); };
+        out = encodeSbcs(same, d, src, dstCap, op, illegal);
     } else {
-        for (; out < dstCap; ++src) {
-            unsigned u = *src;
-            // Two reads and no test: text in one script mixes units below
-            // and above 0x100 too often for a branch on them to pay.
-            unsigned char b = rev->lookup(u);
-            if (b) {
-                d[out++] = b;
-                continue;
-            }
-            if (u == 0 || !putUnmappable(d, out, dstCap, op, illegal, src)) break;
-        }
+        // Two reads and no test: text in one script mixes units below and
+        // above 0x100 too often for a branch on them to pay.
+        auto mapped = [rev](unsigned u) { return rev->lookup(u); };
+        out = encodeSbcs(mapped, d, src, dstCap, op, illegal);
     }
     d[out] = 0;
     return out;

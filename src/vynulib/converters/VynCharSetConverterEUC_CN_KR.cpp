@@ -14,6 +14,49 @@ inline bool isG1(unsigned char b) {
     return b >= 0xA1 && b <= 0xFE;
 }
 
+// The decoding loop, with the source limit compiled in or out. On entry
+// dstUnits > 0 and s[0] != 0.
+template <bool kLimited>
+unsigned long decodeEuc(LookupTable<unsigned short> const* fwd, unsigned short* dst,
+                        unsigned char const* s, unsigned long dstUnits, ILLCHAR_OPTYPE op,
+                        bool* illegal, unsigned long limit) {
+    unsigned long k = 0;
+    unsigned long i = 0;
+    for (;;) {
+        unsigned char b = s[i];
+        unsigned short u = 0;
+        if (b <= 0x7E) {
+            // An ASCII run, bounded by the room and the limit (one unit and
+            // one byte each); b is never 0: the loop ends at the terminator.
+            unsigned long m = dstUnits - k;
+            if (kLimited && limit - i < m) m = limit - i;
+            unsigned long j = 0;
+            do {
+                dst[k + j++] = b;
+            } while (j < m && static_cast<unsigned char>((b = s[i + j]) - 1) < 0x7E);
+            k += j;
+            i += j;
+            if (kLimited && i >= limit) break;
+            if (k >= dstUnits || s[i] == 0) break;
+            continue;
+        }
+        if (isG1(b) && isG1(s[i + 1])) {
+            u = fwd->lookup(((b & 0x7Fu) << 8) | (s[i + 1] & 0x7Fu));
+            i += 2;
+        } else {
+            // DEL, C1, 0xFF, or a lead byte whose follower is no G1 byte (the
+            // terminator included): only this byte goes.
+            i += 1;
+        }
+        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
+        dst[k++] = u;
+        if (kLimited && i >= limit) break;
+        if (k >= dstUnits || s[i] == 0) break;
+    }
+    dst[k] = 0;
+    return k;
+}
+
 } // namespace
 
 VynCharSetConverterEUC_CN_KR::VynCharSetConverterEUC_CN_KR(unsigned short const* table,
@@ -50,29 +93,10 @@ unsigned long VynCharSetConverterEUC_CN_KR::toUTF16(unsigned short* dst, void co
     auto const* s = static_cast<unsigned char const*>(src);
     if (!fwd) return unconvertedResult(dst, illegal, s[0] != 0);
     if (dstUnits == 0 || s[0] == 0) return emptyResult(dst);
-    unsigned long k = 0;
-    unsigned long i = 0;
-    for (;;) {
-        unsigned char b = s[i];
-        unsigned short u = 0;
-        if (b <= 0x7E) {
-            u = b; // never 0: the loop ends at the terminator
-            i += 1;
-        } else if (isG1(b) && isG1(s[i + 1])) {
-            u = fwd->lookup(((b & 0x7Fu) << 8) | (s[i + 1] & 0x7Fu));
-            i += 2;
-        } else {
-            // DEL, C1, 0xFF, or a lead byte whose follower is no G1 byte (the
-            // terminator included): only this byte goes.
-            i += 1;
-        }
-        if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
-        dst[k++] = u;
-        if (reachedLimit(i, maxSrc)) break;
-        if (k >= dstUnits || s[i] == 0) break;
-    }
-    dst[k] = 0;
-    return k;
+    if (maxSrc > 0)
+        return decodeEuc<true>(fwd, dst, s, dstUnits, op, illegal,
+                               static_cast<unsigned long>(maxSrc));
+    return decodeEuc<false>(fwd, dst, s, dstUnits, op, illegal, 0);
 }
 
 unsigned long VynCharSetConverterEUC_CN_KR::getNumBytes(unsigned short const* src,

@@ -132,28 +132,31 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
     auto* d = static_cast<unsigned char*>(dst);
     if (!forwardTable()) return emptyResult(d);
     LookupTable<unsigned short> const* rev = reverseTable();
-    // The terminator is tested before any lookup.
     unsigned long out = 0;
     // Surrogates are looked up one unit at a time and never map.
-    for (; out < dstCap; ++src) {
-        unsigned u = *src;
-        if (u == 0) break;
-        // Two reads and no test on the unit: CJK text mixes ASCII and
+    for (;;) {
+        // While two bytes of room remain, a mapped unit needs no room test,
+        // and one- and two-byte codes go out without a branch on which: the
+        // high byte is stored and kept only when it is not 0. Lookups are
+        // two reads and no test on the unit, as CJK text mixes ASCII and
         // ideographs too often for a branch on them to pay.
-        unsigned short code = rev->lookup(u);
-        if (code) {
-            if (code < 0x100) {
-                d[out++] = static_cast<unsigned char>(code);
-                continue;
-            }
-            // A two-byte code is never cut.
-            if (dstCap - out < 2) break;
-            d[out] = static_cast<unsigned char>(code >> 8);
-            d[out + 1] = static_cast<unsigned char>(code & 0xFF);
-            out += 2;
-            continue;
+        for (; dstCap - out >= 2; ++src) {
+            unsigned u = *src;
+            unsigned short code = u ? rev->lookup(u) : 0;
+            if (!code) break;
+            auto hi = static_cast<unsigned char>(code >> 8);
+            d[out] = hi;
+            out += hi != 0;
+            d[out++] = static_cast<unsigned char>(code & 0xFF);
         }
-        if (!putUnmappable(d, out, dstCap, op, illegal, src)) break;
+        if (out >= dstCap || *src == 0) break;
+        unsigned short code = rev->lookup(*src);
+        if (code) {
+            if (!putCode(d, out, dstCap, code)) break; // a two-byte code is never cut
+        } else if (!putUnmappable(d, out, dstCap, op, illegal, src)) {
+            break;
+        }
+        ++src;
     }
     d[out] = 0;
     return out;

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <vynulib/converters/LookupTable.h>
@@ -233,43 +234,25 @@ TEST(UChar, Predicates) {
 }
 
 // Tables built from hand-made lists: the edges of the list format.
+// A range ending at the last unit stops there; counting wraps within 16
+// bits; a reversed range holds nothing; a record starting at U+0000 ends the
+// list, as does an empty one.
 TEST(UCharTable, ListFormatEdges) {
-    struct Probe {
-        unsigned short c, want;
-    };
     struct Case {
-        char const* what;
         std::vector<unsigned short> list;
         bool counting;
-        std::vector<Probe> probes;
-    };
-    const std::vector<Case> cases = {
-        {"a range ending at the last unit stops there",
-         {0xFFF0, 0xFFFF, 0x0100, 0},
-         true,
-         {{0xFFEF, 0}, {0xFFF0, 0x0100}, {0xFFFF, 0x010F}}},
-        {"counting wraps within 16 bits",
-         {0x0100, 0x0102, 0xFFFF, 0},
-         true,
-         {{0x0100, 0xFFFF}, {0x0101, 0x0000}, {0x0102, 0x0001}}},
-        {"constant values do not count",
-         {0x0041, 0x0043, 0x0007, 0},
-         false,
-         {{0x0040, 0}, {0x0041, 7}, {0x0043, 7}, {0x0044, 0}}},
-        {"a reversed range holds nothing",
-         {0x0050, 0x0040, 0x0009, 0x0060, 0x0060, 0x0003, 0},
-         false,
-         {{0x0040, 0}, {0x0050, 0}, {0x0060, 3}}},
-        {"a record starting at U+0000 ends the list",
-         {0x0000, 0x0010, 0x0005, 0x0041, 0x0041, 1, 0},
-         false,
-         {{0x0000, 0}, {0x0005, 0}, {0x0041, 0}}},
-        {"an empty list", {0}, false, {{0x0000, 0}, {0x0041, 0}, {0xFFFF, 0}}},
+        std::vector<std::pair<unsigned short, unsigned short>> probes; // unit, value
+    } const cases[] = {
+        {{0xFFF0, 0xFFFF, 0x0100, 0}, true, {{0xFFEF, 0}, {0xFFF0, 0x0100}, {0xFFFF, 0x010F}}},
+        {{0x0100, 0x0102, 0xFFFF, 0}, true, {{0x0100, 0xFFFF}, {0x0101, 0}, {0x0102, 1}}},
+        {{0x0050, 0x0040, 9, 0x0060, 0x0060, 3, 0}, false, {{0x40, 0}, {0x50, 0}, {0x60, 3}}},
+        {{0x0000, 0x0010, 5, 0x0041, 0x0041, 1, 0}, false, {{0x00, 0}, {0x05, 0}, {0x41, 0}}},
+        {{0}, false, {{0x0000, 0}, {0x0041, 0}, {0xFFFF, 0}}},
     };
     for (auto const& k : cases) {
-        SCOPED_TRACE(k.what);
         VynUCharTable table(k.list.data(), k.counting);
-        for (auto const& p : k.probes) EXPECT_EQ(table.getValue(p.c), p.want) << hex(p.c);
+        for (auto const& p : k.probes)
+            EXPECT_EQ(table.getValue(p.first), p.second) << (&k - cases) << " " << hex(p.first);
     }
 }
 

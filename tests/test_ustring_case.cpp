@@ -34,6 +34,8 @@ TEST(UStringCase, Mapping) {
     }
 }
 
+// Plain unit order, no surrogate pairing; without case, both sides fold to
+// capitals, which puts "_" after letters. Swapping the sides negates.
 TEST(UStringCompare, CanonicalAndNoCase) {
     struct Case {
         char16_t const* a;
@@ -42,9 +44,7 @@ TEST(UStringCompare, CanonicalAndNoCase) {
         int exact, noCase;
     } const cases[] = {
         {u"abc", u"abd", npos, -1, -1},
-        {u"abd", u"abc", npos, 1, 1},
         {u"ab", u"abc", npos, -1, -1},
-        {u"abc", u"ab", npos, 1, 1},
         {u"abc", u"abd", 2, 0, 0},
         {u"abc", u"abc", npos, 0, 0},
         {u"", u"", npos, 0, 0},
@@ -52,12 +52,12 @@ TEST(UStringCompare, CanonicalAndNoCase) {
         {u"x", u"y", 0, 0, 0},
         {u"ABC", u"abc", npos, -1, 0},
         {u"abc", u"ABD", npos, 1, -1},
-        {u"a", u"_", npos, 1, -1}, // folding to capitals puts "_" after letters
+        {u"a", u"_", npos, 1, -1},
         {u"A", u"_", npos, -1, -1},
         {u"[", u"a", npos, -1, 1},
         {u"\u00E9", u"\u00C9", npos, 1, 0},
         {u"\u00DF", u"SS", npos, 1, 1},
-        {u"\U0001F600", u"\uE000", npos, -1, -1}, // plain unit order
+        {u"\U0001F600", u"\uE000", npos, -1, -1},
         {u"\uFFFF", u"a", npos, 1, 1},
         {u"ab", u"AB", 1, 1, 0},
     };
@@ -69,6 +69,8 @@ TEST(UStringCompare, CanonicalAndNoCase) {
         VynUString a(p16(c.a)), b(p16(c.b));
         EXPECT_EQ(a.compare(b, c.n), c.exact);
         EXPECT_EQ(a.compareNoCase(b, c.n), c.noCase);
+        EXPECT_EQ(b.compare(a, c.n), -c.exact);
+        EXPECT_EQ(b.compareNoCase(a, c.n), -c.noCase);
         if (c.n == npos) {
             EXPECT_EQ(a < b, c.exact < 0);
         }

@@ -81,7 +81,7 @@ size_t elementSize(Family f) {
 // sized source without a terminator is safe for them. The others read a
 // character that starts inside the limit whole, up to the terminator.
 bool limitBoundsReads(Family f) {
-    return f == SINGLE || f == DOUBLE || f == UTF16 || f == UTF32;
+    return f == SINGLE || f == UTF16 || f == UTF32;
 }
 
 bool zeroElement(unsigned char const* p, size_t es) {

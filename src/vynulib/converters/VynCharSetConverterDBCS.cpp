@@ -42,23 +42,28 @@ unsigned long decodeDbcs(LookupTable<unsigned short> const* fwd, unsigned char c
                          ILLCHAR_OPTYPE op, bool* illegal, unsigned long limit) {
     unsigned short const* page0 = fwd->page(0);
     unsigned long pos = 0, out = 0;
-    while (out < dstUnits && (!kLimited || pos < limit)) {
+    while (out < dstUnits) {
         unsigned char b = s[pos];
         if (b == 0) break;
         unsigned short u;
+        bool whole = true;
         if (!(type[b] & 0x40)) {
             u = page0[b];
             pos += 1;
-        } else if ((!kLimited || pos + 1 < limit) && (type[s[pos + 1]] & 0x80)) {
+        } else if (type[s[pos + 1]] & 0x80) { // b is not 0: s[pos + 1] is inside the text
             u = fwd->lookup((static_cast<unsigned>(b) << 8) | s[pos + 1]);
             pos += 2;
         } else {
             // A lead byte without its trail: one invalid byte.
             u = 0;
             pos += 1;
+            whole = false;
         }
         if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         dst[out++] = u;
+        // The limit ends the conversion after a whole character that reaches
+        // it; an invalid lead byte is not tested against it.
+        if (kLimited && whole && pos >= limit) break;
     }
     dst[out] = 0;
     return out;
@@ -102,9 +107,8 @@ unsigned long VynCharSetConverterDBCS::toUTF16(unsigned short* dst, void const* 
     LookupTable<unsigned short> const* fwd = forwardTable();
     if (!fwd || !m_pType) return emptyResult(dst); // no map: converts nothing
     auto const* s = static_cast<unsigned char const*>(src);
-    // maxSrc stops the conversion after the character that reaches it. It also
-    // bounds reading: an invalid lead byte that reaches it ends the conversion
-    // too, as going on would read past the limit.
+    // maxSrc stops the conversion after the character that reaches it; a
+    // character is read whole, up to the source's terminator at most.
     if (maxSrc > 0)
         return decodeDbcs<true>(fwd, m_pType, dst, s, dstUnits, op, illegal,
                                 static_cast<unsigned long>(maxSrc));
@@ -210,12 +214,13 @@ unsigned long VynCharSetConverterDBCSEx::toUTF16(unsigned short* dst, void const
     LookupTable<unsigned int> const* fwd = forwardTable();
     if (!fwd || !m_pType) return emptyResult(dst);
     auto const* s = static_cast<unsigned char const*>(src);
-    // The source limit bounds reading as in the BMP-only converter.
+    // The source limit is tested after whole characters, as in the BMP-only
+    // converter.
     unsigned long const limit = sourceLimit(maxSrc);
     unsigned long pos = 0, out = 0;
-    while (out < dstUnits && pos < limit && s[pos]) {
+    while (out < dstUnits && s[pos]) {
         unsigned code = 0;
-        bool invalid = !step(m_pType, s, pos, limit, code);
+        bool invalid = !step(m_pType, s, pos, kAll, code);
         unsigned int u = invalid ? 0 : checkedScalar(fwd->lookup(code));
         if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
         if (u > 0xFFFF) {
@@ -226,6 +231,7 @@ unsigned long VynCharSetConverterDBCSEx::toUTF16(unsigned short* dst, void const
         } else {
             dst[out++] = static_cast<unsigned short>(u);
         }
+        if (!invalid && pos >= limit) break;
     }
     dst[out] = 0;
     return out;

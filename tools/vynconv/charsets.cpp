@@ -96,42 +96,6 @@ bool matchesAlias(SetInfo const& s, std::string const& key) {
     return false;
 }
 
-// The locale codeset keys, in the order the library fills them.
-struct LocaleKey {
-    char const* key;
-    VynCharSet cs;
-};
-LocaleKey const kLocaleKeys[] = {
-    {"UTF8", VYNCS_UTF8},
-    {"ISO88591", VYNCS_ISO_8859_1},
-    {"ISO88592", VYNCS_ISO_8859_2},
-    {"ISO88593", VYNCS_ISO_8859_3},
-    {"ISO88594", VYNCS_ISO_8859_4},
-    {"ISO88595", VYNCS_ISO_8859_5},
-    {"ISO88596", VYNCS_ISO_8859_6},
-    {"ISO88597", VYNCS_ISO_8859_7},
-    {"ISO88598", VYNCS_ISO_8859_8},
-    {"ISO88599", VYNCS_ISO_8859_9},
-    {"ISO885910", VYNCS_ISO_8859_10},
-    {"ISO885911", VYNCS_ISO_8859_11},
-    {"ISO885913", VYNCS_ISO_8859_13},
-    {"ISO885914", VYNCS_ISO_8859_14},
-    {"ISO885915", VYNCS_ISO_8859_15},
-    {"ISO885916", VYNCS_ISO_8859_16},
-    {"JA", VYNCS_EUC_JP},
-    {"EUCJP", VYNCS_EUC_JP},
-    {"EUCKR", VYNCS_EUC_KR},
-    {"EUCTW", VYNCS_EUC_TW},
-    {"CN.EUC", VYNCS_EUC_CN},
-    {"KR.EUC", VYNCS_EUC_KR},
-    {"TW.EUC", VYNCS_EUC_TW},
-    {"SJIS", VYNCS_WCP932},
-    {"UJIS", VYNCS_WCP932},
-    {"PCK", VYNCS_WCP932},
-    {"GB18030", VYNCS_GB18030},
-    {"BIG5", VYNCS_BIG5},
-};
-
 // Upper case, then the codeset part, then no '-': EN_US.UTF-8@EURO -> UTF8,
 // KO_KR.EUC -> KR.EUC.
 std::string localeKey(std::string text) {
@@ -163,7 +127,7 @@ SetInfo const* findSet(VynCharSet cs) {
 }
 
 bool isServed(VynCharSet cs) {
-    if (cs == VYNCS_OS_DEFAULT) cs = explainDefault().detected;
+    if (cs == VYNCS_OS_DEFAULT) cs = g_oCnvtMgr.defaultCharSet();
     return cs == VYNCS_UTF8 ||
            VynCharSetConverter::getConverter(cs) != VynCharSetConverter::getConverter(VYNCS_UTF8);
 }
@@ -207,8 +171,10 @@ void printSetList(std::FILE* out) {
 }
 
 DefaultInfo explainDefault() {
+    // The set itself is the library's answer, fixed when it loaded; the tool
+    // only retraces where the text it was derived from came from.
     DefaultInfo d;
-    d.detected = VYNCS_ISO_8859_1;
+    d.detected = g_oCnvtMgr.defaultCharSet();
     std::string text;
     if (char const* lang = std::getenv("LANG")) {
         text = lang;
@@ -221,12 +187,9 @@ DefaultInfo explainDefault() {
         return d;
     }
     d.key = localeKey(text);
-    for (LocaleKey const& k : kLocaleKeys)
-        if (d.key == k.key) {
-            d.detected = k.cs;
-            return d;
-        }
-    d.source += " (codeset key \"" + d.key + "\" unknown: fallback)";
+    // ISO 8859-1 is also what every unknown key falls back to.
+    if (d.detected == VYNCS_ISO_8859_1 && d.key != "ISO88591")
+        d.source += " (codeset key \"" + d.key + "\" unknown: fallback)";
     return d;
 }
 

@@ -252,7 +252,7 @@ int main(int argc, char** argv) {
 
     bool toLocal = false;
     if (pathMode) {
-        VynCharSet detected = explainDefault().detected;
+        VynCharSet detected = g_oCnvtMgr.defaultCharSet();
         VynCharSet f = from == VYNCS_OS_DEFAULT ? detected : from;
         VynCharSet t = to == VYNCS_OS_DEFAULT ? detected : to;
         if (f == VYNCS_UTF8 && t == detected)

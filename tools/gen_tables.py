@@ -147,38 +147,37 @@ def chunks(items, n):
         yield items[i:i + n]
 
 
+def emit_array(comment, declaration, rows, per_line, fmt, terminator):
+    """Lines for one constant array: a comment, the rows (per_line records a
+    line, each formatted with fmt) and the terminating record."""
+    out = ["// " + comment, declaration + " = {"]
+    for part in chunks(rows, per_line):
+        out.append("    " + " ".join(fmt % r for r in part))
+    out += ["    " + terminator, "};"]
+    return out
+
+
 def emit_pairs(name, rows, kind):
-    """Lines for a (code, unit) table of unsigned short, 8 records a line."""
+    """A (code, unit) table of unsigned short, 8 records a line."""
     if kind == "sbcs":
         what = "records (byte, unit), sorted by unit"
     else:
         what = "records (code, unit), sorted by code"
-    out = ["// %s: %d %s, then (0, 0)." % (name, len(rows), what),
-           "unsigned short const %s[] = {" % name]
-    for part in chunks(rows, 8):
-        out.append("    " + " ".join("0x%04X,0x%04X," % r for r in part))
-    out += ["    0,0", "};"]
-    return out
+    return emit_array("%s: %d %s, then (0, 0)." % (name, len(rows), what),
+                      "unsigned short const %s[]" % name, rows, 8, "0x%04X,0x%04X,", "0,0")
 
 
 def emit_ex(name, rows):
-    out = ["// %s: %d records (code, scalar value), sorted by code, then {0, 0}." %
-           (name, len(rows)),
-           "sMBCSExTable const %s[] = {" % name]
-    for part in chunks(rows, 8):
-        out.append("    " + " ".join("{0x%04X,0x%05X}," % r for r in part))
-    out += ["    {0,0}", "};"]
-    return out
+    return emit_array(
+        "%s: %d records (code, scalar value), sorted by code, then {0, 0}." % (name, len(rows)),
+        "sMBCSExTable const %s[]" % name, rows, 8, "{0x%04X,0x%05X},", "{0,0}")
 
 
 def emit_ranges(name, rows):
-    out = ["// %s: %d records {first, last, target}, sorted by first, then {0, 0, 0}." %
-           (name, len(rows)),
-           "sGBRange const %s[] = {" % name]
-    for part in chunks(rows, 4):
-        out.append("    " + " ".join("{0x%05X,0x%05X,0x%05X}," % r for r in part))
-    out += ["    {0,0,0}", "};"]
-    return out
+    return emit_array(
+        "%s: %d records {first, last, target}, sorted by first, then {0, 0, 0}." %
+        (name, len(rows)),
+        "sGBRange const %s[]" % name, rows, 4, "{0x%05X,0x%05X,0x%05X},", "{0,0,0}")
 
 
 def emit_types(name, table):

@@ -14,7 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 #include "utf_test_support.h"
 

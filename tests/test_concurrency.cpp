@@ -11,7 +11,7 @@
 
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 #include <vynulib/converters/VynCharSetConverterSBCS.h>
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 #include "converter_data.h"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 #include "converter_data.h"
 

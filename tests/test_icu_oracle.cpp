@@ -12,7 +12,7 @@
 
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 #include <vynulib/converters/VynCharSetConverterSBCS.h>
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 #ifdef VYN_HAVE_ICU
 #include <unicode/ucnv.h>

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 #include "converter_data.h"
 

@@ -1,7 +1,7 @@
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <vynulib/converters/LookupTable.h>
-#include <vynulib/converters/VynConvertCommon.h>
+#include <vynulib/internal/LookupTable.h>
+#include <vynulib/internal/VynConvertCommon.h>
 
 using namespace vyn::detail;
 

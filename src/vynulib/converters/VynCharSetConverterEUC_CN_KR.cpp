@@ -3,8 +3,8 @@
 // clear (0x2121-0x7E7E); the bytes on the wire carry them set.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <vynulib/converters/LookupTable.h>
-#include <vynulib/converters/VynConvertCommon.h>
+#include <vynulib/internal/LookupTable.h>
+#include <vynulib/internal/VynConvertCommon.h>
 
 using namespace vyn::detail;
 

@@ -391,12 +391,13 @@ def render_catalogue(rows):
            "    char const* name;     // \"VYNCS_WCP932\"",
            "    Family family;",
            "    char const* aliases;  // space-separated, for vynconv",
+           "    char const* tables;   // the compiled tables its converter is built from",
            "};",
            "",
            "// Every named value, in numeric order.",
            "inline constexpr Entry kNamed[] = {"]
-    out += ["    {%s, \"%s\", Family::%s, \"%s\"}," % (r.name, r.name, r.cls or "None", r.aliases)
-            for r in rows]
+    out += ["    {%s, \"%s\", Family::%s, \"%s\", \"%s\"}," %
+            (r.name, r.name, r.cls or "None", r.aliases, " ".join(r.tables)) for r in rows]
     out += ["};",
             "",
             "// The served sets, in the order their converters are constructed.",
@@ -409,6 +410,12 @@ def render_catalogue(rows):
             "static_assert(sizeof kNamed / sizeof kNamed[0] == kNamedCount, \"catalogue rows\");",
             "static_assert(sizeof kServed / sizeof kServed[0] == kServedCount, \"served rows\");",
             "",
+            "// X(id, class, constructor arguments) for each served set, in construction",
+            "// order: VYNCS_<id> is served by VynCharSetConverter<class>. Expanding it",
+            "// needs the table declarations of VynTables.h.",
+            "#define VYN_CATALOGUE_SERVED(X) \\"]
+    out += ["    X(%s, %s, (%s)) \\" % (r.id, r.cls, ", ".join(r.tables + [r.name])) for r in served]
+    out += ["",
             "// The row of cs, or null for a value without a name.",
             "constexpr Entry const* find(VynCharSet cs) {",
             "    for (Entry const& e : kNamed)",

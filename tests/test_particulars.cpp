@@ -107,6 +107,7 @@ struct UnitCountRow {
 };
 
 UnitCountRow const kUnitCounts[] = {
+    {VYNCS_UTF8, "\xF0\x9F\x98\x80", kAll, 2}, // a pair, though decoding raises the flag
     {VYNCS_UTF8, "A\x80\x42", kAll, 1}, // a stray continuation byte ends the count
     {VYNCS_UTF8, "\xE2\x82\xAC", 2, 0},
     {VYNCS_UTF8, "\xC3\x41\x42", kAll, 2}, // followers are not inspected

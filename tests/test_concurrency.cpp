@@ -119,7 +119,6 @@ TEST(Concurrency, FirstUseOfFreshInstances) {
 
 TEST(Concurrency, FirstUseThroughTheRegistry) {
     std::vector<VynCharSet> const sets = servedSets();
-    ASSERT_EQ(41u, sets.size());
     std::vector<std::vector<Result>> seen(kThreads);
     raceFromOneStart([&](int t) {
         for (std::size_t i = 0; i < sets.size(); ++i) {

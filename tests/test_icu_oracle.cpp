@@ -251,6 +251,16 @@ TEST_P(IcuOracle, DisagreementsAreTheKnownOnes) {
 INSTANTIATE_TEST_SUITE_P(Tables, IcuOracle, ::testing::ValuesIn(kCases),
                          [](auto const& i) { return std::string(nameOf(i.param.cs) + 6); });
 
+// Every served set with a compiled table has its row above.
+TEST(IcuOracle, CoversEveryTableSet) {
+    for (VynCharSet cs : vyn::catalogue::kServed) {
+        if (!*vyn::catalogue::find(cs)->tables) continue;
+        bool found = false;
+        for (OracleCase const& c : kCases) found |= c.cs == cs;
+        EXPECT_TRUE(found) << nameOf(cs);
+    }
+}
+
 #else
 
 TEST(IcuOracle, NeedsIcu) {

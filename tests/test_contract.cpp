@@ -52,6 +52,9 @@ Traits const kTraits[] = {
     {Family::UTF32, false, false, true, false, true, 0, -1},
 };
 
+static_assert(sizeof kTraits / sizeof kTraits[0] == vyn::catalogue::kFamilyCount - 1,
+              "a row of traits for every converter family");
+
 Traits const& traitsOf(Family f) {
     for (Traits const& t : kTraits)
         if (t.family == f) return t;

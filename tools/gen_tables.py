@@ -385,6 +385,7 @@ def render_catalogue(rows):
            "",
            "// The converter class serving a set (None: named only).",
            "enum class Family : unsigned char { %s };" % ", ".join(classes),
+           "inline constexpr std::size_t kFamilyCount = %d; // None included" % len(classes),
            "",
            "struct Entry {",
            "    VynCharSet cs;",

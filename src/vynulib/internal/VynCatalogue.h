@@ -15,6 +15,7 @@ namespace catalogue {
 
 // The converter class serving a set (None: named only).
 enum class Family : unsigned char { None, SBCS, DBCS, DBCSEx, EUC_CN_KR, EUC_JP, GB18030, UTF8, UTF16, UTF16Esc, UTF32 };
+inline constexpr std::size_t kFamilyCount = 11; // None included
 
 struct Entry {
     VynCharSet cs;

@@ -60,6 +60,8 @@ DecodeRow const kDecode[] = {
     {VYNCS_GB18030, "\x81\x30\x41\x42", 9, 1, REP, {0xFFFD, 0x30}, true},
     {VYNCS_GB18030, "\x84\x31\xA5\x30\x41\x42", 9, 2, REP, {0xFFFD, 0x41}, true},
     {VYNCS_GB18030, "\x80\x41\x42", 9, 1, REP, {0xFFFD}, true},
+    // A four-byte value past U+10FFFF is replaced like any character.
+    {VYNCS_GB18030, "\xE3\x32\x9A\x36\x41", 9, 4, REP, {0xFFFD}, true},
     {VYNCS_EUC_CN, "\x80\x41", 9, 1, REP, {0xFFFD}, true},
     {VYNCS_EUC_JP, "\x8E\xB1\x41", 9, 2, REP, {0xFF71}, false},
 };

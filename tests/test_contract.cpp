@@ -237,8 +237,7 @@ void Contract::replayDecode(std::vector<Bytes> const& chars, Units const* want, 
     Bytes src;
     for (Bytes const& ch : chars) src += ch;
     for (ILLCHAR_OPTYPE op : {ILLCHAR_REPLACE, ILLCHAR_STOP}) {
-        SCOPED_TRACE(testing::Message()
-                     << "decode [" << hex(Units(src.begin(), src.end())) << "] op " << op);
+        SCOPED_TRACE(testing::Message() << "decode [" << hex(bytesOf(src)) << "] op " << op);
         // The pieces: each character alone.
         std::vector<Units> pieces;
         std::vector<bool> bad;

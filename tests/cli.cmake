@@ -4,11 +4,16 @@ if(TARGET vynconv)
   set(VYNCONV $<TARGET_FILE:vynconv>)
   set(VYNCONV_DATA ${PROJECT_SOURCE_DIR}/tests/data/vynconv)
   # One CTest test per group of tests/cli_test.sh.
-  foreach(group golden roundtrip chunks longline nul errors usage output locale agree)
+  foreach(group golden roundtrip chunks longline nul errors strict bom compat usage output
+          outputkinds signals path locale agree linear)
     add_test(NAME vynconv_${group}
       COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/cli_test.sh ${VYNCONV} ${VYNCONV_DATA} ${group})
     set_tests_properties(vynconv_${group} PROPERTIES LABELS cli)
   endforeach()
+  # The growth test keeps its sizes affordable under the sanitizers.
+  if(VYN_SANITIZE)
+    set_tests_properties(vynconv_linear PROPERTIES ENVIRONMENT VYN_CLI_SMALL=1)
+  endif()
   if(VYN_LONG_TESTS)
     add_test(NAME vynconv_long
       COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/cli_test.sh ${VYNCONV} ${VYNCONV_DATA} long)

@@ -1,12 +1,19 @@
-// Streaming conversion: chunked reading, safe cut points, NUL handling, error
-// location. The converters do the character work; this file only decides what
-// to hand them and reads back what they did.
+// Streaming conversion: reading, cutting, strict Unicode decoding, error
+// location, encoding. The converters do the character work of the table sets;
+// this file decides what to hand them and reads back what they did.
+//
+// Every input byte is looked at a bounded number of times: a region is cut at a
+// place found within kLookBack bytes of its end, or else where the decoding
+// itself stopped; an invalid character costs a few converter calls on at most
+// kWindow bytes.
 #include "stream.h"
 
-#include "charsets.h"
+#include "translit.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <unistd.h>
 
 namespace vynconv {
 namespace {
@@ -17,16 +24,36 @@ namespace {
 // that is the terminator; the slack gives it more zeros to stop at instead of
 // reading past the buffer.
 constexpr size_t kPad = 16;
+// Most bytes a region keeps for the next one (a cut searched this far back).
+constexpr size_t kLookBack = 64;
+constexpr size_t kHold = 2 * kLookBack;
+// Bytes decoded per converter call while locating invalid characters.
+constexpr size_t kWindow = 256;
 // UTF-16 units encoded per converter call.
 constexpr size_t kBatch = 16384;
 // Output bytes one UTF-16 unit can become: six UTF-32 values of an escape.
 constexpr size_t kMaxOutPerUnit = 24;
+constexpr size_t kNone = static_cast<size_t>(-1);
 
 bool isHigh(unsigned short u) {
     return u >= 0xD800 && u <= 0xDBFF;
 }
 bool isLow(unsigned short u) {
     return u >= 0xDC00 && u <= 0xDFFF;
+}
+bool isSurrogate(uint32_t u) {
+    return u >= 0xD800 && u <= 0xDFFF;
+}
+
+uint16_t load16(uint8_t const* p, bool big) {
+    return big ? static_cast<uint16_t>(p[0] << 8 | p[1]) : static_cast<uint16_t>(p[1] << 8 | p[0]);
+}
+uint32_t load32(uint8_t const* p, bool big) {
+    return big ? uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3]
+               : uint32_t(p[3]) << 24 | uint32_t(p[2]) << 16 | uint32_t(p[1]) << 8 | p[0];
+}
+void swapUnits(uint8_t* p, size_t n, size_t width) {
+    for (size_t i = 0; i + width <= n; i += width) std::reverse(p + i, p + i + width);
 }
 
 std::string hexBytes(uint8_t const* p, size_t n) {
@@ -51,24 +78,26 @@ std::string describeChar(unsigned short const* u, size_t n) {
     return b;
 }
 
-std::string setName(VynCharSet cs) {
-    SetInfo const* s = findSet(cs);
-    return s ? s->name : std::to_string(static_cast<int>(cs));
+ssize_t readSome(int fd, void* p, size_t n) {
+    for (;;) {
+        ssize_t r = ::read(fd, p, n);
+        if (r >= 0 || errno != EINTR) return r;
+    }
 }
 
 } // namespace
 
-StreamConverter::StreamConverter(VynCharSet from, VynCharSet to, OnError mode, size_t chunk,
-                                 Output& out)
-    : dec_(VynCharSetConverter::getConverter(from)), enc_(VynCharSetConverter::getConverter(to)),
-      mode_(mode), chunk_(chunk ? chunk : kDefaultChunk), out_(out) {
-    fromSet_ = dec_->getCharSet();
-    toSet_ = enc_->getCharSet();
-    cap_ = std::max(kMinHoldCap, 2 * chunk_);
+StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
+    : opt_(opt), dec_(VynCharSetConverter::getConverter(opt.from.cs)),
+      enc_(VynCharSetConverter::getConverter(opt.to.cs)), out_(out) {
+    if (!opt_.chunk) opt_.chunk = kDefaultChunk;
     inUnit_ = static_cast<size_t>(dec_->getNullCharSize());
     outNul_ = static_cast<size_t>(enc_->getNullCharSize());
     maxUnit_ = static_cast<size_t>(std::max(1, dec_->getMaxUnitSize()));
-    switch (fromSet_) {
+    outBig_ = opt_.to.bigEndian;
+    // Which byte rules apply to the input; the lenient UTF forms and escaped
+    // text leave all decoding to the converter.
+    switch (dec_->getCharSet()) {
     case VYNCS_UTF8:
         family_ = Family::Utf8;
         break;
@@ -111,109 +140,264 @@ StreamConverter::StreamConverter(VynCharSet from, VynCharSet to, OnError mode, s
         gb18030_ = true;
         break;
     default:
-        family_ = Family::Sbcs;
+        family_ = opt_.from.ascii ? Family::Ascii : Family::Sbcs;
         break;
     }
+    mayHaveLone_ = family_ == Family::Utf16Esc ||
+                   (opt_.lenient && (family_ == Family::Utf16 || family_ == Family::Utf32));
+    buf_.resize(opt_.chunk + kHold + kPad);
 }
 
-bool StreamConverter::isSafeAfter(uint8_t b) const {
-    if (family_ == Family::Utf8) return b < 0x80;
-    if (family_ == Family::Utf16Esc)
-        return !(b == 'U' || b == '+' || (b >= '0' && b <= '9') || (b >= 'A' && b <= 'F'));
-    if (gb18030_ && b >= '0' && b <= '9') return false;
-    return b < safeBelow_;
-}
+// ---------------------------------------------------------------------------
+// Byte rules of each family: where a region may be cut, how long a character
+// is, whether the end of input cut one short, where a pivot unit came from.
 
-// The last place in buf_ where the input may be cut, looking only at bytes from
-// `from` on (earlier ones held none); 0 when there is none.
-size_t StreamConverter::safeCut(size_t from) const {
-    size_t n = buf_.size();
+// The last place in buf_[0, n) where the input may be cut without splitting a
+// character, looking back at most kLookBack bytes; kNone when there is none.
+size_t StreamConverter::cutPoint(size_t n) const {
+    uint8_t const* p = buf_.data();
+    size_t const stop = n > kLookBack ? n - kLookBack : 0;
     switch (family_) {
     case Family::Sbcs:
+    case Family::Ascii:
         return n;
-    case Family::Utf16:
-        return n & ~size_t(1);
+    case Family::Utf16: {
+        size_t c = n & ~size_t(1);
+        // Keep a pair together (the converter joins them).
+        if (c >= 2 && isHigh(load16(p + c - 2, inBig_))) c -= 2;
+        return c;
+    }
     case Family::Utf32:
         return n & ~size_t(3);
-    default:
-        break;
+    case Family::Utf8:
+        for (size_t i = n; i > stop;) {
+            uint8_t b = p[--i];
+            if (b < 0x80) return i + 1;
+            if (b >= 0xC0) return i; // a lead byte starts a character
+        }
+        return n; // continuation bytes only: each is one character
+    case Family::Utf16Esc:
+        for (size_t i = n; i > stop;) {
+            uint8_t b = p[--i];
+            if (b == 'U') return i; // an escape starts with it
+            if (!(b == '+' || (b >= '0' && b <= '9') || (b >= 'A' && b <= 'F'))) return i + 1;
+        }
+        return n; // no 'U' in sight: no escape to split
+    case Family::Multi:
+        for (size_t i = n; i > stop;) {
+            uint8_t b = p[--i];
+            if (b < safeBelow_ && !(gb18030_ && b >= '0' && b <= '9')) return i + 1;
+        }
+        return kNone;
     }
-    for (size_t i = n; i > from;) {
-        --i;
-        uint8_t b = buf_[i];
-        if (isSafeAfter(b)) return i + 1;
-        // A UTF-8 lead byte and an escape's 'U' always start a character.
-        if (family_ == Family::Utf8 && b >= 0xC0 && i > 0) return i;
-        if (family_ == Family::Utf16Esc && b == 'U' && i > 0) return i;
-    }
-    return 0;
+    return n;
 }
 
-// No safe cut point in cap_ bytes. UTF-8 and escaped text without one are
-// continuation bytes or escape-free text, which may be cut anywhere. The table
-// sets ask the converter where the last whole character ends.
-size_t StreamConverter::forcedCut() {
-    size_t n = buf_.size();
-    if (family_ != Family::Multi) return n;
-    scratch_.assign(buf_.begin(), buf_.end());
-    scratch_.resize(n + kPad, 0);
-    bool flag = false;
-    tmp16_.resize(n + kPad);
-    size_t u = decodeSpan(0, n, ILLCHAR_STOP, &flag, tmp16_.data());
-    if (!flag) return n;
-    size_t b = prefixFor(0, n, u);
-    return b > 0 ? b : charLen(0, n);
+// Bytes of the character at buf_[a]: the longest prefix, up to the set's
+// longest character, that the converter reads as one character (an invalid
+// pair it replaces as a whole counts as one).
+size_t StreamConverter::charLen(size_t a, size_t b) {
+    unsigned short u[16];
+    for (size_t j = std::min(maxUnit_, b - a); j > 1; --j) {
+        bool flag;
+        size_t n = decodeSpan(a, a + j, ILLCHAR_REPLACE, &flag, u);
+        if (n == 1 || (n == 2 && isHigh(u[0]) && isLow(u[1]))) return j;
+    }
+    return 1;
 }
 
-StreamConverter::Result StreamConverter::run(std::FILE* in, std::string const& label,
+// True when buf_[a, b), at the end of the input, is the start of a character
+// that more bytes would have completed. Tries one more byte of every value,
+// then longer endings in the shapes the four- and three-byte forms take.
+bool StreamConverter::truncatedAtEnd(size_t a, size_t b) {
+    size_t have = b - a;
+    if (have == 0 || have >= maxUnit_) return false;
+    uint8_t t[8 + kPad];
+    unsigned short u[16];
+    for (size_t extra = 1; have + extra <= maxUnit_; ++extra)
+        for (int shape = 0; shape < 2; ++shape)
+            for (unsigned v = 0; v < 256; ++v) {
+                std::memset(t, 0, sizeof t);
+                std::memcpy(t, &buf_[a], have);
+                t[have] = static_cast<uint8_t>(v);
+                for (size_t k = 1; k < extra; ++k) {
+                    uint8_t prev = t[have + k - 1];
+                    t[have + k] = shape == 0 ? prev : prev >= 0x80 ? 0x30 : 0x81;
+                }
+                bool flag = false;
+                size_t n = dec_->toUTF16(u, t, 8, ILLCHAR_STOP, &flag, int(have + extra));
+                if (!flag && n > 0 && t[have] != 0) return true;
+            }
+    return false;
+}
+
+// True when pivot unit idx replaces invalid input.
+bool StreamConverter::isBadUnit(size_t idx) const {
+    auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
+                               [](size_t v, Seg const& s) { return v < s.unit0; });
+    return it != segs_.begin() && (it - 1)->kind == SegKind::Bad && (it - 1)->unit0 == idx;
+}
+
+// Input offset of pivot unit idx of the current region.
+uint64_t StreamConverter::offsetOfUnit(size_t idx) {
+    if (carryIsUnit0_ && idx == 0) return carryOff_;
+    auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
+                               [](size_t v, Seg const& s) { return v < s.unit0; });
+    if (it == segs_.begin()) return base_;
+    Seg const& s = *--it;
+    uint64_t const off = base_ + s.local;
+    if (s.kind != SegKind::Good) return off;
+    size_t k = idx - s.unit0;
+    uint8_t const* p = &buf_[s.local];
+    size_t i = 0, u = 0;
+    switch (family_) {
+    case Family::Sbcs:
+    case Family::Ascii:
+        return off + k;
+    case Family::Utf16:
+        return off + 2 * k;
+    case Family::Utf32:
+        for (; i + 4 <= s.len; i += 4) {
+            size_t w = load32(p + i, inBig_) > 0xFFFF ? 2 : 1;
+            if (u + w > k) break;
+            u += w;
+        }
+        return off + i;
+    case Family::Utf8:
+        while (i < s.len) {
+            size_t len = p[i] < 0x80 ? 1 : p[i] < 0xE0 ? 2 : p[i] < 0xF0 ? 3 : 4;
+            size_t w = len == 4 ? 2 : 1;
+            if (u + w > k) break;
+            u += w;
+            i += len;
+        }
+        return off + i;
+    case Family::Utf16Esc:
+        while (i < s.len && u < k) {
+            bool esc = i + 6 <= s.len && p[i] == 'U' && p[i + 1] == '+';
+            for (size_t d = 2; esc && d < 6; ++d) {
+                uint8_t c = p[i + d];
+                esc = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
+            }
+            i += esc ? 6 : 1;
+            ++u;
+        }
+        return off + i;
+    case Family::Multi:
+        if (k > 0 && isLow(pivot_[idx]) && isHigh(pivot_[idx - 1])) --k;
+        return off + prefixFor(s.local, s.local + s.len, k);
+    }
+    return off;
+}
+
+// ---------------------------------------------------------------------------
+// Reading.
+
+StreamConverter::Result StreamConverter::run(int fd, std::string const& label, size_t index,
                                              Progress* progress) {
     label_ = label;
+    input_ = index;
     base_ = 0;
-    buf_.clear();
     hasCarry_ = false;
-    size_t scanned = 0;
+    stopped_ = false;
+    inBig_ = opt_.from.bigEndian;
+    bool bomPending = opt_.from.bom;
+    bool const unicodeIn = family_ == Family::Utf8 || family_ == Family::Utf16 ||
+                           family_ == Family::Utf32;
+    skipSignature_ = opt_.removeSignature && unicodeIn;
+    size_t keep = 0;
     uint64_t total = 0;
     bool eof = false;
-    while (!eof) {
-        size_t old = buf_.size();
-        buf_.resize(old + chunk_);
-        size_t got = std::fread(buf_.data() + old, 1, chunk_, in);
-        buf_.resize(old + got);
-        total += got;
-        if (got < chunk_) {
-            if (std::ferror(in)) return ReadError;
-            eof = std::feof(in) != 0;
-        }
-        if (progress) progress->advance(total);
-        size_t cut = buf_.size();
+    for (;;) {
+        size_t got = 0;
         if (!eof) {
-            cut = safeCut(scanned);
-            scanned = buf_.size();
-            if (cut == 0) {
-                if (buf_.size() < cap_) continue;
-                cut = forcedCut();
-            }
+            ssize_t r = readSome(fd, buf_.data() + keep, opt_.chunk);
+            if (r < 0) return ReadError;
+            got = static_cast<size_t>(r);
+            eof = got == 0;
+            total += got;
+            if (progress) progress->advance(total);
         }
-        Result r = processRegion(cut, eof);
-        buf_.erase(buf_.begin(), buf_.begin() + static_cast<std::ptrdiff_t>(cut));
-        base_ += cut;
-        scanned = buf_.size();
+        size_t n = keep + got;
+        if (bomPending) {
+            // UTF-16 and UTF-32 take their byte order from a mark, which is
+            // not part of the text; little-endian without one.
+            size_t const w = family_ == Family::Utf32 ? 4 : 2;
+            if (n < w && !eof) {
+                keep = n;
+                continue;
+            }
+            uint8_t const* p = buf_.data();
+            size_t skip = 0;
+            if (w == 2 && n >= 2) {
+                if (p[0] == 0xFF && p[1] == 0xFE) skip = 2, inBig_ = false;
+                if (p[0] == 0xFE && p[1] == 0xFF) skip = 2, inBig_ = true;
+            } else if (w == 4 && n >= 4) {
+                uint32_t v = load32(p, false);
+                if (v == 0x0000FEFFu) skip = 4, inBig_ = false;
+                if (v == 0xFFFE0000u) skip = 4, inBig_ = true;
+            }
+            std::memmove(buf_.data(), buf_.data() + skip, n - skip);
+            n -= skip;
+            base_ += skip;
+            bomPending = false;
+        }
+        pivotLen_ = 0;
+        segs_.clear();
+        nulSeen_ = false;
+        carryIsUnit0_ = false;
+        encodeNoted_ = false;
+        if (hasCarry_) {
+            pivotRoom(1)[0] = carry_;
+            pivotLen_ = 1;
+            carryIsUnit0_ = true;
+            hasCarry_ = false;
+        }
+        size_t used = decodeRegion(n, eof);
+        Result r = flushPivot(eof || stopped_);
         if (r != Ok) return r;
+        if (stopped_) return Stopped;
+        if (eof) return Ok;
+        keep = n - used;
+        std::memmove(buf_.data(), buf_.data() + used, keep);
+        base_ += used;
     }
-    return Ok;
 }
 
-// Converts buf_[0, end): runs between NULs go through the converters (which
-// stop at terminators), each NUL becomes the output set's terminator.
-StreamConverter::Result StreamConverter::processRegion(size_t end, bool eof) {
+// ---------------------------------------------------------------------------
+// Decoding. Each decoder takes buf_[0, n), appends to the pivot, records which
+// input bytes gave which units, and returns how many bytes it used (all of
+// them at the end of the input; otherwise a character the region cut short
+// waits for the next one).
+
+size_t StreamConverter::decodeRegion(size_t n, bool eof) {
+    if (!opt_.lenient) {
+        switch (family_) {
+        case Family::Utf8:
+            return decodeUtf8(n, eof);
+        case Family::Utf16:
+            return decodeUtf16(n, eof);
+        case Family::Utf32:
+            return decodeUtf32(n, eof);
+        default:
+            break;
+        }
+    }
+    if (family_ == Family::Ascii) return decodeAscii(n);
+    size_t end = eof ? n : cutPoint(n);
+    bool const slowTail = end == kNone;
+    if (slowTail) end = n;
+    if (inBig_) swapUnits(buf_.data(), end, inUnit_);
+    // Runs between NULs through the converter (which stops at a terminator);
+    // each NUL becomes a zero unit.
     uint8_t const* p = buf_.data();
-    size_t runStart = 0, i = 0;
-    while (i + inUnit_ <= end) {
-        size_t nul;
+    size_t a = 0;
+    for (size_t i = 0; i + inUnit_ <= end;) {
+        size_t z;
         if (inUnit_ == 1) {
-            void const* z = std::memchr(p + i, 0, end - i);
-            if (!z) break;
-            nul = static_cast<size_t>(static_cast<uint8_t const*>(z) - p);
+            void const* hit = std::memchr(p + i, 0, end - i);
+            if (!hit) break;
+            z = static_cast<size_t>(static_cast<uint8_t const*>(hit) - p);
         } else {
             bool zero = true;
             for (size_t k = 0; k < inUnit_; ++k) zero = zero && p[i + k] == 0;
@@ -221,21 +405,275 @@ StreamConverter::Result StreamConverter::processRegion(size_t end, bool eof) {
                 i += inUnit_;
                 continue;
             }
-            nul = i;
+            z = i;
         }
-        runBase_ = base_ + runStart;
-        Result r = decodeRun(p + runStart, nul - runStart, true);
-        if (r != Ok) return r;
-        if (!writeNul()) return WriteError;
-        runStart = i = nul + inUnit_;
+        decodeLibraryRun(a, z, false);
+        if (stopped_) return z;
+        segs_.push_back({uint32_t(z), uint32_t(inUnit_), uint32_t(pivotLen_), SegKind::Good});
+        pivotRoom(1)[0] = 0;
+        ++pivotLen_;
+        nulSeen_ = true;
+        a = i = z + inUnit_;
     }
-    runBase_ = base_ + runStart;
-    return decodeRun(p + runStart, end - runStart, eof);
+    if (slowTail) return decodeSlow(a, end, false, false);
+    decodeLibraryRun(a, end, eof);
+    return end;
 }
 
-bool StreamConverter::writeNul() {
-    static unsigned char const zeros[4] = {0, 0, 0, 0};
-    return out_.write(zeros, outNul_);
+// Well-formed UTF-8 only: no overlong forms, no encoded surrogates, nothing
+// above U+10FFFF. An ill-formed sequence is replaced as a whole up to the
+// first byte that cannot continue it.
+size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
+    uint8_t const* p = buf_.data();
+    unsigned short* pv = pivotRoom(n) - pivotLen_;
+    size_t k = pivotLen_, i = 0, segA = 0, segU = k;
+    bool nul = false;
+    while (i < n) {
+        while (i + 8 <= n) {
+            uint64_t w;
+            std::memcpy(&w, p + i, 8);
+            if (w & 0x8080808080808080ull) break;
+            nul |= ((w - 0x0101010101010101ull) & ~w & 0x8080808080808080ull) != 0;
+            for (int j = 0; j < 8; ++j) pv[k + j] = p[i + j];
+            k += 8;
+            i += 8;
+        }
+        if (i >= n) break;
+        uint8_t b = p[i];
+        if (b < 0x80) {
+            nul |= b == 0;
+            pv[k++] = b;
+            ++i;
+            continue;
+        }
+        size_t len = b < 0xC2 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
+        uint8_t lo = b == 0xE0 ? 0xA0 : b == 0xF0 ? 0x90 : 0x80;
+        uint8_t hi = b == 0xED ? 0x9F : b == 0xF4 ? 0x8F : 0xBF;
+        size_t got = 1;
+        while (got < len && i + got < n) {
+            uint8_t c = p[i + got];
+            if (got == 1 ? (c < lo || c > hi) : (c & 0xC0) != 0x80) break;
+            ++got;
+        }
+        if (len && got == len) {
+            uint32_t cp = b & (0x7F >> len);
+            for (size_t j = 1; j < len; ++j) cp = cp << 6 | (p[i + j] & 0x3F);
+            if (cp < 0x10000) {
+                pv[k++] = static_cast<unsigned short>(cp);
+            } else {
+                cp -= 0x10000;
+                pv[k++] = static_cast<unsigned short>(0xD800 + (cp >> 10));
+                pv[k++] = static_cast<unsigned short>(0xDC00 + (cp & 0x3FF));
+            }
+            i += len;
+            continue;
+        }
+        bool const cutShort = len && i + got == n;
+        if (cutShort && !eof) break; // the rest comes with the next region
+        pivotLen_ = k;
+        good(segA, i, segU);
+        if (!bad(i, len ? got : 1, cutShort)) return i;
+        k = pivotLen_;
+        i += len ? got : 1;
+        segA = i;
+        segU = k;
+    }
+    pivotLen_ = k;
+    good(segA, i, segU);
+    nulSeen_ |= nul;
+    return i;
+}
+
+// UTF-16 in either order: a surrogate without its partner is an error (UCS-2:
+// every surrogate is).
+size_t StreamConverter::decodeUtf16(size_t n, bool eof) {
+    uint8_t const* p = buf_.data();
+    unsigned short* pv = pivotRoom(n / 2 + 1) - pivotLen_;
+    bool const ucs2 = opt_.from.ucs2, big = inBig_;
+    size_t k = pivotLen_, i = 0, segA = 0, segU = k;
+    bool nul = false;
+    while (i + 2 <= n) {
+        uint16_t u = load16(p + i, big);
+        if (!isSurrogate(u)) {
+            nul |= u == 0;
+            pv[k++] = u;
+            i += 2;
+            continue;
+        }
+        size_t len = 2;
+        bool cutShort = false;
+        if (isHigh(u) && !ucs2) {
+            if (i + 4 <= n) {
+                uint16_t v = load16(p + i + 2, big);
+                if (isLow(v)) {
+                    pv[k++] = u;
+                    pv[k++] = v;
+                    i += 4;
+                    continue;
+                }
+            } else {
+                cutShort = true;
+                len = n - i;
+                if (!eof) break;
+            }
+        }
+        pivotLen_ = k;
+        good(segA, i, segU);
+        if (!bad(i, len, cutShort)) return i;
+        k = pivotLen_;
+        i += len;
+        segA = i;
+        segU = k;
+    }
+    pivotLen_ = k;
+    good(segA, i, segU);
+    nulSeen_ |= nul;
+    if (eof && i < n) {
+        if (!bad(i, n - i, true)) return i;
+        i = n;
+    }
+    return i;
+}
+
+// UTF-32 in either order: surrogate values and values above U+10FFFF are
+// errors.
+size_t StreamConverter::decodeUtf32(size_t n, bool eof) {
+    uint8_t const* p = buf_.data();
+    unsigned short* pv = pivotRoom(n / 2 + 1) - pivotLen_;
+    size_t k = pivotLen_, i = 0, segA = 0, segU = k;
+    bool nul = false;
+    for (; i + 4 <= n; i += 4) {
+        uint32_t v = load32(p + i, inBig_);
+        if (v < 0xD800 || (v > 0xDFFF && v < 0x10000)) {
+            nul |= v == 0;
+            pv[k++] = static_cast<unsigned short>(v);
+            continue;
+        }
+        if (v >= 0x10000 && v <= 0x10FFFF) {
+            v -= 0x10000;
+            pv[k++] = static_cast<unsigned short>(0xD800 + (v >> 10));
+            pv[k++] = static_cast<unsigned short>(0xDC00 + (v & 0x3FF));
+            continue;
+        }
+        pivotLen_ = k;
+        good(segA, i, segU);
+        if (!bad(i, 4)) return i;
+        k = pivotLen_;
+        segA = i + 4;
+        segU = k;
+    }
+    pivotLen_ = k;
+    good(segA, i, segU);
+    nulSeen_ |= nul;
+    if (eof && i < n) {
+        if (!bad(i, n - i, true)) return i;
+        i = n;
+    }
+    return i;
+}
+
+// ASCII: seven bits; any other byte is invalid.
+size_t StreamConverter::decodeAscii(size_t n) {
+    uint8_t const* p = buf_.data();
+    unsigned short* pv = pivotRoom(n) - pivotLen_;
+    size_t k = pivotLen_, segA = 0, segU = k;
+    for (size_t i = 0; i < n; ++i) {
+        if (p[i] < 0x80) {
+            nulSeen_ |= p[i] == 0;
+            pv[k++] = p[i];
+            continue;
+        }
+        pivotLen_ = k;
+        good(segA, i, segU);
+        if (!bad(i, 1)) return i;
+        k = pivotLen_;
+        segA = i + 1;
+        segU = k;
+    }
+    pivotLen_ = k;
+    good(segA, n, segU);
+    return n;
+}
+
+// buf_[a, b), no NUL in it, ending between characters (or at the end of the
+// input when atEnd). One converter call when all is well.
+void StreamConverter::decodeLibraryRun(size_t a, size_t b, bool atEnd) {
+    if (a >= b) return;
+    size_t const unit0 = pivotLen_;
+    unsigned short* dst = pivotRoom(b - a + 1);
+    bool flag = false;
+    size_t u = decodeSpan(a, b, ILLCHAR_REPLACE, &flag, dst);
+    bool const lenientFamily = family_ == Family::Utf16Esc || family_ == Family::Utf8 ||
+                               family_ == Family::Utf16 || family_ == Family::Utf32;
+    if (!flag || lenientFamily) {
+        pivotLen_ += u;
+        good(a, b, unit0);
+        return;
+    }
+    if (family_ == Family::Sbcs) {
+        checkSbcs(unit0, a, b);
+        return;
+    }
+    decodeSlow(a, b, true, atEnd);
+}
+
+// A single-byte table gives one unit per byte and U+FFFD for a byte it does
+// not map: those are the invalid ones.
+void StreamConverter::checkSbcs(size_t unit0, size_t a, size_t b) {
+    unsigned short* pv = pivot_.data();
+    size_t w = unit0, segA = a, segU = unit0;
+    for (size_t i = a; i < b; ++i) {
+        unsigned short u = pv[unit0 + (i - a)];
+        if (u != 0xFFFD) {
+            pv[w++] = u;
+            continue;
+        }
+        pivotLen_ = w;
+        good(segA, i, segU);
+        if (!bad(i, 1)) return;
+        w = pivotLen_;
+        segA = i + 1;
+        segU = w;
+    }
+    pivotLen_ = w;
+    good(segA, b, segU);
+}
+
+// Locates invalid characters in buf_[a, b) through the converter's stops,
+// kWindow bytes at a time so that each costs bounded work. Unless final, a
+// character cut short by b is left for the next region: returns where it
+// starts.
+size_t StreamConverter::decodeSlow(size_t a, size_t b, bool final, bool atEnd) {
+    size_t q = a;
+    while (q < b) {
+        size_t const w = std::min(b, q + kWindow);
+        size_t const unit0 = pivotLen_;
+        unsigned short* dst = pivotRoom(w - q + 1);
+        bool flag = false;
+        size_t u = decodeSpan(q, w, ILLCHAR_STOP, &flag, dst);
+        if (!flag) {
+            pivotLen_ += u;
+            good(q, w, unit0);
+            q = w;
+            continue;
+        }
+        size_t e = q + prefixFor(q, w, u);
+        pivotLen_ += u;
+        good(q, e, unit0);
+        if (w < b && e + maxUnit_ > w) { // perhaps cut by the window: look again
+            q = e;
+            continue;
+        }
+        if (!final && e + maxUnit_ > b) return e;
+        if (atEnd && truncatedAtEnd(e, b)) {
+            if (!bad(e, b - e, true)) return e;
+            return b;
+        }
+        size_t len = charLen(e, b);
+        if (!bad(e, len)) return e;
+        q = e + len;
+    }
+    return b;
 }
 
 size_t StreamConverter::decodeSpan(size_t a, size_t b, ILLCHAR_OPTYPE op, bool* flag,
@@ -246,26 +684,12 @@ size_t StreamConverter::decodeSpan(size_t a, size_t b, ILLCHAR_OPTYPE op, bool* 
         return 0;
     }
     uint8_t saved[4];
-    std::memcpy(saved, &scratch_[b], 4);
-    std::memset(&scratch_[b], 0, 4);
+    std::memcpy(saved, &buf_[b], 4);
+    std::memset(&buf_[b], 0, 4);
     size_t len = b - a;
-    int maxSrc = static_cast<int>(len);
-    if (family_ == Family::Utf16) maxSrc = static_cast<int>(len / 2);
-    if (family_ == Family::Utf32) maxSrc = static_cast<int>(len / 4);
-    size_t u = dec_->toUTF16(dst, &scratch_[a], len, op, flag, maxSrc);
-    std::memcpy(&scratch_[b], saved, 4);
-    return u;
-}
-
-// Decodes a span known to be clean onto the pivot.
-size_t StreamConverter::appendGood(size_t a, size_t b) {
-    if (b <= a) return 0;
-    size_t at = pivot_.size();
-    pivot_.resize(at + (b - a) + 1);
-    bool flag;
-    size_t u = decodeSpan(a, b, ILLCHAR_REPLACE, &flag, &pivot_[at]);
-    pivot_.resize(at + u);
-    segs_.push_back({runBase_ + a, a, b - a, at, SegKind::Good});
+    int maxSrc = static_cast<int>(len / inUnit_);
+    size_t u = dec_->toUTF16(dst, &buf_[a], len, op, flag, maxSrc);
+    std::memcpy(&buf_[b], saved, 4);
     return u;
 }
 
@@ -275,7 +699,7 @@ size_t StreamConverter::stopUnits(size_t a, size_t b) {
     return decodeSpan(a, b, ILLCHAR_STOP, &flag, tmp16_.data());
 }
 
-// Smallest k such that the clean characters of scratch_[a, a + k) give at least
+// Smallest k such that the clean characters of buf_[a, a + k) give at least
 // `units` units: where those characters end. Each character takes at most
 // maxUnit_ bytes and gives at least one unit, which bounds the search.
 size_t StreamConverter::prefixFor(size_t a, size_t b, size_t units) {
@@ -291,202 +715,93 @@ size_t StreamConverter::prefixFor(size_t a, size_t b, size_t units) {
     return lo;
 }
 
-// Bytes of the character at scratch_[a]: the longest prefix, up to the set's
-// longest character, that decodes as exactly one character.
-size_t StreamConverter::charLen(size_t a, size_t b) {
-    unsigned short u[16];
-    for (size_t j = std::min(maxUnit_, b - a); j > 1; --j) {
-        bool flag;
-        size_t n = decodeSpan(a, a + j, ILLCHAR_REPLACE, &flag, u);
-        if (n == 1 || (n == 2 && isHigh(u[0]) && isLow(u[1]))) return j;
-    }
-    return 1;
+// Room for `units` more units (and a terminator) after the pivot's end.
+unsigned short* StreamConverter::pivotRoom(size_t units) {
+    size_t need = pivotLen_ + units + kPad;
+    if (pivot_.size() < need) pivot_.resize(std::max(need, 2 * pivot_.size()));
+    return pivot_.data() + pivotLen_;
 }
 
-// Counts a problem; true for the first one, whose details are worth working out.
-bool StreamConverter::countProblem() {
-    if (problems_++ != 0) return false;
+void StreamConverter::good(size_t a, size_t b, size_t unit0) {
+    if (b > a && pivotLen_ > unit0)
+        segs_.push_back({uint32_t(a), uint32_t(b - a), uint32_t(unit0), SegKind::Good});
+}
+
+void StreamConverter::note(uint64_t offset, std::string const& what) {
+    first_.input = input_;
     first_.where = label_;
-    return true;
+    first_.offset = offset;
+    first_.what = what;
+    haveFirst_ = true;
 }
 
-// An undecodable character at scratch_[at, at + len). False: stop here.
-bool StreamConverter::bad(size_t at, size_t len) {
-    if (countProblem()) {
-        first_.offset = runBase_ + at;
-        first_.what = "invalid " + setName(fromSet_) + " input (" +
-                      hexBytes(&scratch_[at], std::min<size_t>(len, 8)) + ")";
-    }
-    if (mode_ == OnError::Stop) return false;
-    if (mode_ != OnError::Drop) {
-        segs_.push_back({runBase_ + at, at, len, pivot_.size(), SegKind::Bad});
-        pivot_.push_back(0xFFFD);
-    }
-    return true;
+bool StreamConverter::earlier(uint64_t offset) const {
+    return !haveFirst_ || first_.input < input_ || offset < first_.offset;
 }
 
-// The table converters report bad input only through a flag: convert up to the
-// first bad character with ILLCHAR_STOP, find where it starts and how long it
-// is, and go on behind it. Costs a few extra passes over the clean stretches.
-bool StreamConverter::decodeWithLibraryStops(size_t n) {
-    size_t p = 0;
-    while (p < n) {
-        size_t at = pivot_.size();
-        pivot_.resize(at + (n - p) + 1);
-        bool flag;
-        size_t u = decodeSpan(p, n, ILLCHAR_STOP, &flag, &pivot_[at]);
-        pivot_.resize(at + u);
-        if (!flag) {
-            if (u) segs_.push_back({runBase_ + p, p, n - p, at, SegKind::Good});
-            return true;
-        }
-        size_t b = p + prefixFor(p, n, u);
-        if (u) segs_.push_back({runBase_ + p, p, b - p, at, SegKind::Good});
-        size_t len = charLen(b, n);
-        if (!bad(b, len)) return false;
-        p = b + len;
+// An undecodable character at buf_[at, at + len). False: stop here.
+bool StreamConverter::bad(size_t at, size_t len, bool truncated) {
+    ++problems_;
+    uint64_t const off = base_ + at;
+    if (!haveFirst_ || (first_.input == input_ && off < first_.offset))
+        note(off, std::string(truncated ? "incomplete " : "invalid ") + opt_.from.name +
+                      " input" + (truncated ? " at the end (" : " (") +
+                      hexBytes(&buf_[at], std::min<size_t>(len, 8)) + ")");
+    if (opt_.mode == OnError::Stop) {
+        stopped_ = true;
+        return false;
+    }
+    if (opt_.mode == OnError::Replace || opt_.mode == OnError::Escape) {
+        segs_.push_back({uint32_t(at), uint32_t(len), uint32_t(pivotLen_), SegKind::Bad});
+        pivotRoom(1)[0] = 0xFFFD;
+        ++pivotLen_;
     }
     return true;
 }
 
-StreamConverter::Result StreamConverter::decodeRun(uint8_t const* src, size_t n, bool final) {
-    if (n == 0 && !hasCarry_) return Ok;
-    scratch_.assign(src, src + n);
-    scratch_.resize(n + kPad, 0);
-    pivot_.clear();
-    segs_.clear();
-    if (hasCarry_) {
-        segs_.push_back({carryOff_, 0, 0, 0, SegKind::Fixed});
-        pivot_.push_back(carry_);
-        hasCarry_ = false;
-    }
-    bool go = true;
-    switch (family_) {
-    case Family::Utf8: {
-        // The converter reads UTF-8 leniently and flags every well-formed
-        // four-byte sequence too, so the structure is checked here: a stray
-        // continuation byte, or a lead byte without its continuation bytes, is
-        // one bad byte (the converter resumes right after it as well).
-        size_t good = 0, i = 0;
-        while (go && i < n) {
-            uint8_t b = scratch_[i];
-            size_t len = b < 0x80 ? 1 : b < 0xC0 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : 4;
-            bool ok = len > 0;
-            for (size_t k = 1; ok && k < len; ++k) ok = (scratch_[i + k] & 0xC0) == 0x80;
-            if (ok) {
-                i += len;
-                continue;
-            }
-            appendGood(good, i);
-            go = bad(i, 1);
-            good = ++i;
+// ---------------------------------------------------------------------------
+// Encoding.
+
+bool StreamConverter::emit(unsigned char* data, size_t n) {
+    if (!wroteSignature_) {
+        wroteSignature_ = true;
+        bool const unicodeOut = opt_.to.cs == VYNCS_UTF8 || opt_.to.cs == VYNCS_UTF16 ||
+                                opt_.to.cs == VYNCS_UTF32;
+        if (opt_.to.bom || (opt_.addSignature && unicodeOut)) {
+            unsigned short sig[2 + kPad] = {0xFEFF};
+            unsigned char b[16];
+            bool flag;
+            size_t w = enc_->fromUTF16(b, sig, 8, ILLCHAR_STOP, &flag);
+            if (!emit(b, w)) return false;
         }
-        if (go) appendGood(good, n);
-        break;
     }
-    case Family::Utf16:
-    case Family::Utf32: {
-        // Values above U+10FFFF would become meaningless pairs; a partial unit
-        // can only be the end of the input.
-        size_t w = inUnit_, good = 0, i = 0;
-        for (; go && i + w <= n; i += w) {
-            if (w == 4) {
-                uint32_t v;
-                std::memcpy(&v, &scratch_[i], 4);
-                if (v <= 0x10FFFF) continue;
-                appendGood(good, i);
-                go = bad(i, 4);
-                good = i + 4;
-            }
-        }
-        if (go) appendGood(good, i);
-        if (go && i < n) go = bad(i, n - i);
-        break;
-    }
-    default: {
-        size_t at = pivot_.size();
-        pivot_.resize(at + n + 1);
-        bool flag = false;
-        size_t u = n ? decodeSpan(0, n, ILLCHAR_REPLACE, &flag, &pivot_[at]) : 0;
-        pivot_.resize(at + u);
-        if (!flag) {
-            if (u) segs_.push_back({runBase_, 0, n, at, SegKind::Good});
-        } else {
-            pivot_.resize(at);
-            go = decodeWithLibraryStops(n);
-        }
-        break;
-    }
-    }
-    Result r = flushPivot(final || !go);
-    if (r != Ok) return r;
-    return go ? Ok : Stopped;
+    if (n == 0) return true;
+    if (outBig_) swapUnits(data, n, outNul_);
+    return out_.write(data, n);
 }
 
-// Input offset of pivot unit idx.
-uint64_t StreamConverter::offsetOfUnit(size_t idx) {
-    auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
-                               [](size_t v, Seg const& s) { return v < s.unit0; });
-    if (it == segs_.begin()) return runBase_;
-    Seg const& s = *--it;
-    if (s.kind != SegKind::Good) return s.off;
-    size_t k = idx - s.unit0;
-    uint8_t const* p = &scratch_[s.local];
-    size_t i = 0, u = 0;
-    switch (family_) {
-    case Family::Sbcs:
-        return s.off + k;
-    case Family::Utf16:
-        return s.off + 2 * k;
-    case Family::Utf32:
-        while (i + 4 <= s.len) {
-            uint32_t v;
-            std::memcpy(&v, p + i, 4);
-            size_t w = v > 0xFFFF ? 2 : 1;
-            if (u + w > k) break;
-            u += w;
-            i += 4;
-        }
-        return s.off + i;
-    case Family::Utf8:
-        while (i < s.len) {
-            size_t len = p[i] < 0x80 ? 1 : p[i] < 0xE0 ? 2 : p[i] < 0xF0 ? 3 : 4;
-            size_t w = len == 4 ? 2 : 1;
-            if (u + w > k) break;
-            u += w;
-            i += len;
-        }
-        return s.off + i;
-    case Family::Utf16Esc:
-        while (i < s.len && u < k) {
-            bool esc = p[i] == 'U' && p[i + 1] == '+';
-            for (size_t d = 2; esc && d < 6; ++d) {
-                uint8_t c = p[i + d];
-                esc = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
-            }
-            i += esc ? 6 : 1;
-            ++u;
-        }
-        return s.off + i;
-    case Family::Multi:
-        if (k > 0 && isLow(pivot_[idx]) && isHigh(pivot_[idx - 1])) --k;
-        return s.off + prefixFor(s.local, s.local + s.len, k);
-    }
-    return s.off;
+bool StreamConverter::writeNul() {
+    unsigned char zeros[4] = {0, 0, 0, 0};
+    return emit(zeros, outNul_);
 }
 
-// Encodes the pivot, NUL units included (an overlong UTF-8 NUL or an escaped
-// U+0000 makes one). Unless final, a trailing high surrogate waits for the next
-// run, so that a pair cut by a chunk boundary is encoded whole.
+// Encodes the pivot, NUL units included. Unless final, a trailing high
+// surrogate waits for the next region, so that a pair cut by a region
+// boundary is encoded whole.
 StreamConverter::Result StreamConverter::flushPivot(bool final) {
-    size_t start = 0, n = pivot_.size();
-    for (size_t i = 0; i < n; ++i) {
-        if (pivot_[i] != 0) continue;
-        Result r = encodeSpan(start, i);
-        if (r != Ok) return r;
-        if (!writeNul()) return WriteError;
-        start = i + 1;
+    size_t start = 0, n = pivotLen_;
+    if (skipSignature_ && n > 0) {
+        skipSignature_ = false;
+        if (pivot_[0] == 0xFEFF) start = 1;
     }
+    if (nulSeen_)
+        for (size_t i = start; i < n; ++i) {
+            if (pivot_[i] != 0) continue;
+            Result r = encodeSpan(start, i);
+            if (r != Ok) return r;
+            if (!writeNul()) return WriteError;
+            start = i + 1;
+        }
     if (!final && n > start && isHigh(pivot_[n - 1])) {
         carry_ = pivot_[n - 1];
         carryOff_ = offsetOfUnit(n - 1);
@@ -507,6 +822,12 @@ StreamConverter::Result StreamConverter::encodeSpan(size_t a, size_t b) {
     return Ok;
 }
 
+// Characters the tool itself rules out of the target: above 0x7F in ASCII,
+// pairs in UCS-2.
+bool StreamConverter::unconvertible(unsigned short const* u, size_t len) const {
+    return (opt_.to.ascii && u[0] > 0x7F) || (opt_.to.ucs2 && (len == 2 || isHigh(u[0]) || isLow(u[0])));
+}
+
 size_t StreamConverter::encodeOne(unsigned short const* u, size_t n, ILLCHAR_OPTYPE op, bool* flag,
                                   unsigned char* out) {
     unsigned short src[2 + kPad] = {};
@@ -515,74 +836,121 @@ size_t StreamConverter::encodeOne(unsigned short const* u, size_t n, ILLCHAR_OPT
     return enc_->fromUTF16(out, src, 96, op, flag);
 }
 
+// ASCII text in the target set.
+size_t StreamConverter::encodeText(char const* text, unsigned char* out) {
+    unsigned short src[24 + kPad] = {};
+    for (size_t k = 0; text[k] && k < 24; ++k) src[k] = static_cast<unsigned char>(text[k]);
+    bool flag;
+    return enc_->fromUTF16(out, src, 96, ILLCHAR_REPLACE, &flag);
+}
+
+// A transliteration of the character at u (len units) that the target holds
+// whole, written to out; 0 when there is none.
+size_t StreamConverter::transliterate(unsigned short const* u, size_t len, unsigned char* out) {
+    if (len != 1) return 0;
+    char16_t const* text = nullptr;
+    size_t n = translitLookup(u[0], &text);
+    if (n == 0 || n > 8) return 0;
+    size_t w = 0;
+    for (size_t i = 0; i < n; ++i) {
+        unsigned short c = static_cast<unsigned short>(text[i]);
+        if (unconvertible(&c, 1)) return 0;
+        bool flag;
+        size_t got = encodeOne(&c, 1, ILLCHAR_STOP, &flag, out + w);
+        if (flag || got == 0) return 0;
+        w += got;
+    }
+    return w;
+}
+
 // Pivot units [a, b), no NUL among them. One converter call when nothing is
 // wrong; otherwise character by character, so that each unconvertible one is
-// found, reported, and replaced, escaped, dropped or stopped at. One at a time,
-// an escaped lone high surrogate cannot take the next character with it.
+// found, reported, and replaced, escaped, dropped, transliterated or stopped
+// at. One at a time, an escaped lone high surrogate cannot take the next
+// character with it.
 StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
-    size_t n = b - a;
-    in16_.assign(pivot_.begin() + static_cast<std::ptrdiff_t>(a),
-                 pivot_.begin() + static_cast<std::ptrdiff_t>(b));
-    in16_.resize(n + kPad, 0);
-    unsigned short const* u = in16_.data();
-    // A lone high surrogate ends some encoders' output silently, so it always
-    // takes the careful path.
-    bool lone = false;
-    for (size_t i = 0; i < n && !lone; ++i)
-        if (isHigh(u[i])) {
-            if (i + 1 < n && isLow(u[i + 1]))
-                ++i;
-            else
-                lone = true;
-        }
+    size_t const n = b - a;
+    unsigned short* u = &pivot_[a];
     outBuf_.resize(n * kMaxOutPerUnit + kPad);
-    if (!lone) {
+    // Lone high surrogates end some encoders' output silently, and the tool's
+    // own limits are not the converter's: both take the careful path.
+    bool careful = false;
+    if (mayHaveLone_)
+        for (size_t i = 0; i < n && !careful; ++i)
+            if (isHigh(u[i])) {
+                if (i + 1 < n && isLow(u[i + 1]))
+                    ++i;
+                else
+                    careful = true;
+            }
+    if (opt_.to.ascii) {
+        unsigned short acc = 0;
+        for (size_t i = 0; i < n; ++i) acc |= u[i];
+        careful = careful || acc > 0x7F;
+        if (!careful) {
+            for (size_t i = 0; i < n; ++i) outBuf_[i] = static_cast<unsigned char>(u[i]);
+            return emit(outBuf_.data(), n) ? Ok : WriteError;
+        }
+    }
+    if (opt_.to.ucs2)
+        for (size_t i = 0; i < n && !careful; ++i) careful = isHigh(u[i]) || isLow(u[i]);
+    if (!careful) {
+        unsigned short saved = pivot_[b];
+        pivot_[b] = 0;
         bool flag = false;
         size_t w = enc_->fromUTF16(outBuf_.data(), u, n * kMaxOutPerUnit, ILLCHAR_REPLACE, &flag);
-        if (!flag) return out_.write(outBuf_.data(), w) ? Ok : WriteError;
+        pivot_[b] = saved;
+        if (!flag) return emit(outBuf_.data(), w) ? Ok : WriteError;
     }
     size_t w = 0;
     unsigned char one[128];
     for (size_t i = 0; i < n;) {
         size_t len = isHigh(u[i]) && i + 1 < n && isLow(u[i + 1]) ? 2 : 1;
-        bool flag;
-        size_t got = encodeOne(u + i, len, ILLCHAR_STOP, &flag, one);
-        if (flag || got == 0) {
-            if (countProblem()) {
-                first_.offset = offsetOfUnit(a + i);
-                first_.what = describeChar(u + i, len) + " cannot be written in " + setName(toSet_);
-            }
-            if (mode_ == OnError::Stop) {
-                if (!out_.write(outBuf_.data(), w)) return WriteError;
-                return Stopped;
-            }
-            got = 0;
-            if (mode_ != OnError::Drop) {
-                ILLCHAR_OPTYPE op = mode_ == OnError::Escape ? ILLCHAR_ESCAPE : ILLCHAR_REPLACE;
-                got = encodeOne(u + i, len, op, &flag, one);
-                if (got == 0) {
-                    // The converter wrote nothing for it: write its text ourselves.
-                    std::string txt = "?";
-                    if (mode_ == OnError::Escape) {
-                        txt.clear();
-                        for (size_t k = 0; k < len; ++k) {
-                            char hex[8];
-                            std::snprintf(hex, sizeof hex, "U+%04X", u[i + k]);
-                            txt += hex;
-                        }
-                    }
-                    unsigned short text[16 + kPad] = {};
-                    for (size_t k = 0; k < txt.size(); ++k)
-                        text[k] = static_cast<unsigned char>(txt[k]);
-                    got = enc_->fromUTF16(one, text, 96, ILLCHAR_REPLACE, &flag);
+        bool flag = false;
+        size_t got = 0;
+        bool const own = unconvertible(u + i, len);
+        if (!own) got = encodeOne(u + i, len, ILLCHAR_STOP, &flag, one);
+        if (own || flag || got == 0) {
+            got = opt_.translit ? transliterate(u + i, len, one) : 0;
+            // The replacement of invalid input was counted when it was read.
+            bool const counted = u[i] == 0xFFFD && len == 1 && isBadUnit(a + i);
+            if (got == 0 && !counted) {
+                ++problems_;
+                if (!haveFirst_ || (first_.input == input_ && !encodeNoted_)) {
+                    encodeNoted_ = true;
+                    uint64_t off = offsetOfUnit(a + i);
+                    if (earlier(off))
+                        note(off, describeChar(u + i, len) + " cannot be written in " +
+                                      opt_.to.name);
                 }
+            }
+            if (got == 0) {
+                if (opt_.mode == OnError::Stop) {
+                    stopped_ = true;
+                    return emit(outBuf_.data(), w) ? Stopped : WriteError;
+                }
+                if (opt_.mode == OnError::Escape && !own)
+                    got = encodeOne(u + i, len, ILLCHAR_ESCAPE, &flag, one);
+                if (got == 0 && (opt_.mode == OnError::Escape || opt_.mode == OnError::Replace)) {
+                    // The converter wrote nothing for it: write its text ourselves.
+                    char txt[24] = "?";
+                    if (opt_.mode == OnError::Escape) {
+                        if (len == 2)
+                            std::snprintf(txt, sizeof txt, "U+%04X", 0x10000 +
+                                              ((u[i] - 0xD800) << 10) + (u[i + 1] - 0xDC00));
+                        else
+                            std::snprintf(txt, sizeof txt, "U+%04X", u[i]);
+                    }
+                    got = encodeText(txt, one);
+                }
+                if (opt_.mode == OnError::Drop || opt_.mode == OnError::Ignore) got = 0;
             }
         }
         std::memcpy(&outBuf_[w], one, got);
         w += got;
         i += len;
     }
-    return out_.write(outBuf_.data(), w) ? Ok : WriteError;
+    return emit(outBuf_.data(), w) ? Ok : WriteError;
 }
 
 } // namespace vynconv

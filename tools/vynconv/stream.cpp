@@ -235,18 +235,26 @@ bool StreamConverter::truncatedAtEnd(size_t a, size_t b) {
 bool StreamConverter::isBadUnit(size_t idx) const {
     auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
                                [](size_t v, Seg const& s) { return v < s.unit0; });
-    return it != segs_.begin() && (it - 1)->kind == SegKind::Bad && (it - 1)->unit0 == idx;
+    // Asked of U+FFFD units only: a NUL's unit is 0.
+    return it != segs_.begin() && (it - 1)->kind == SegKind::Unit && (it - 1)->unit0 == idx;
 }
 
-// Input offset of pivot unit idx of the current region.
+// Input offset of pivot unit idx of the current region. segs_ holds only the
+// places where the decoding did not follow the byte rules (invalid input,
+// NULs split off); between them the rules give each unit's bytes.
 uint64_t StreamConverter::offsetOfUnit(size_t idx) {
     if (carryIsUnit0_ && idx == 0) return carryOff_;
     auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
                                [](size_t v, Seg const& s) { return v < s.unit0; });
-    if (it == segs_.begin()) return base_;
-    Seg const& s = *--it;
-    uint64_t const off = base_ + s.local;
-    if (s.kind != SegKind::Good) return off;
+    size_t local = 0, unit = carryIsUnit0_ ? 1 : 0;
+    if (it != segs_.begin()) {
+        Seg const& s = *--it;
+        if (s.unit0 == idx && s.kind == SegKind::Unit) return base_ + s.local;
+        local = s.local + s.len;
+        unit = s.unit0 + (s.kind == SegKind::Unit ? 1 : 0);
+    }
+    uint64_t const off = base_ + local;
+    Seg const s = {uint32_t(local), uint32_t(regionLen_ - local), uint32_t(unit), SegKind::Unit};
     size_t k = idx - s.unit0;
     uint8_t const* p = &buf_[s.local];
     size_t i = 0, u = 0;
@@ -353,6 +361,7 @@ StreamConverter::Result StreamConverter::run(int fd, std::string const& label, s
             carryIsUnit0_ = true;
             hasCarry_ = false;
         }
+        regionLen_ = n;
         size_t used = decodeRegion(n, eof);
         Result r = flushPivot(eof || stopped_);
         if (r != Ok) return r;
@@ -409,13 +418,23 @@ size_t StreamConverter::decodeRegion(size_t n, bool eof) {
         }
         decodeLibraryRun(a, z, false);
         if (stopped_) return z;
-        segs_.push_back({uint32_t(z), uint32_t(inUnit_), uint32_t(pivotLen_), SegKind::Good});
+        segs_.push_back({uint32_t(z), uint32_t(inUnit_), uint32_t(pivotLen_), SegKind::Unit});
         pivotRoom(1)[0] = 0;
         ++pivotLen_;
         nulSeen_ = true;
         a = i = z + inUnit_;
     }
-    if (slowTail) return decodeSlow(a, end, false, false);
+    if (slowTail) {
+        // No place to cut in sight: decode it all, and keep back a character
+        // the region cut short.
+        size_t const unit0 = pivotLen_;
+        bool flag = false;
+        size_t u = decodeSpan(a, end, ILLCHAR_REPLACE, &flag, pivotRoom(end - a + 1));
+        size_t used = decodePairs(unit0, u, a, end, false, false);
+        if (used != kNone) return used;
+        pivotLen_ = unit0;
+        return decodeSlow(a, end, false, false);
+    }
     decodeLibraryRun(a, end, eof);
     return end;
 }
@@ -426,7 +445,7 @@ size_t StreamConverter::decodeRegion(size_t n, bool eof) {
 size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
     uint8_t const* p = buf_.data();
     unsigned short* pv = pivotRoom(n) - pivotLen_;
-    size_t k = pivotLen_, i = 0, segA = 0, segU = k;
+    size_t k = pivotLen_, i = 0;
     bool nul = false;
     while (i < n) {
         while (i + 8 <= n) {
@@ -471,15 +490,11 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
         bool const cutShort = len && i + got == n;
         if (cutShort && !eof) break; // the rest comes with the next region
         pivotLen_ = k;
-        good(segA, i, segU);
         if (!bad(i, len ? got : 1, cutShort)) return i;
         k = pivotLen_;
         i += len ? got : 1;
-        segA = i;
-        segU = k;
     }
     pivotLen_ = k;
-    good(segA, i, segU);
     nulSeen_ |= nul;
     return i;
 }
@@ -490,7 +505,7 @@ size_t StreamConverter::decodeUtf16(size_t n, bool eof) {
     uint8_t const* p = buf_.data();
     unsigned short* pv = pivotRoom(n / 2 + 1) - pivotLen_;
     bool const ucs2 = opt_.from.ucs2, big = inBig_;
-    size_t k = pivotLen_, i = 0, segA = 0, segU = k;
+    size_t k = pivotLen_, i = 0;
     bool nul = false;
     while (i + 2 <= n) {
         uint16_t u = load16(p + i, big);
@@ -518,15 +533,11 @@ size_t StreamConverter::decodeUtf16(size_t n, bool eof) {
             }
         }
         pivotLen_ = k;
-        good(segA, i, segU);
         if (!bad(i, len, cutShort)) return i;
         k = pivotLen_;
         i += len;
-        segA = i;
-        segU = k;
     }
     pivotLen_ = k;
-    good(segA, i, segU);
     nulSeen_ |= nul;
     if (eof && i < n) {
         if (!bad(i, n - i, true)) return i;
@@ -540,7 +551,7 @@ size_t StreamConverter::decodeUtf16(size_t n, bool eof) {
 size_t StreamConverter::decodeUtf32(size_t n, bool eof) {
     uint8_t const* p = buf_.data();
     unsigned short* pv = pivotRoom(n / 2 + 1) - pivotLen_;
-    size_t k = pivotLen_, i = 0, segA = 0, segU = k;
+    size_t k = pivotLen_, i = 0;
     bool nul = false;
     for (; i + 4 <= n; i += 4) {
         uint32_t v = load32(p + i, inBig_);
@@ -556,14 +567,10 @@ size_t StreamConverter::decodeUtf32(size_t n, bool eof) {
             continue;
         }
         pivotLen_ = k;
-        good(segA, i, segU);
         if (!bad(i, 4)) return i;
         k = pivotLen_;
-        segA = i + 4;
-        segU = k;
     }
     pivotLen_ = k;
-    good(segA, i, segU);
     nulSeen_ |= nul;
     if (eof && i < n) {
         if (!bad(i, n - i, true)) return i;
@@ -576,7 +583,7 @@ size_t StreamConverter::decodeUtf32(size_t n, bool eof) {
 size_t StreamConverter::decodeAscii(size_t n) {
     uint8_t const* p = buf_.data();
     unsigned short* pv = pivotRoom(n) - pivotLen_;
-    size_t k = pivotLen_, segA = 0, segU = k;
+    size_t k = pivotLen_;
     for (size_t i = 0; i < n; ++i) {
         if (p[i] < 0x80) {
             nulSeen_ |= p[i] == 0;
@@ -584,14 +591,10 @@ size_t StreamConverter::decodeAscii(size_t n) {
             continue;
         }
         pivotLen_ = k;
-        good(segA, i, segU);
         if (!bad(i, 1)) return i;
         k = pivotLen_;
-        segA = i + 1;
-        segU = k;
     }
     pivotLen_ = k;
-    good(segA, n, segU);
     return n;
 }
 
@@ -607,21 +610,78 @@ void StreamConverter::decodeLibraryRun(size_t a, size_t b, bool atEnd) {
                                family_ == Family::Utf16 || family_ == Family::Utf32;
     if (!flag || lenientFamily) {
         pivotLen_ += u;
-        good(a, b, unit0);
         return;
     }
     if (family_ == Family::Sbcs) {
         checkSbcs(unit0, a, b);
         return;
     }
-    decodeSlow(a, b, true, atEnd);
+    if (decodePairs(unit0, u, a, b, true, atEnd) == kNone) {
+        pivotLen_ = unit0;
+        decodeSlow(a, b, true, atEnd);
+    }
+}
+
+// Double-byte sets: which bytes lead a pair and which may follow, read off
+// the converter itself (a lead byte and a trail byte make one character, and
+// one unit, whether mapped or not; anything else is one byte).
+void StreamConverter::learnPairs() {
+    pairsLearned_ = true;
+    lead_.assign(256, 0);
+    trail_.assign(256, 0);
+    uint8_t t[4 + kPad] = {};
+    unsigned short u[8];
+    for (unsigned b = 1; b < 256; ++b)
+        for (unsigned c = 1; c < 256; ++c) {
+            t[0] = static_cast<uint8_t>(b);
+            t[1] = static_cast<uint8_t>(c);
+            bool flag;
+            if (dec_->toUTF16(u, t, 4, ILLCHAR_REPLACE, &flag, 2) == 1) lead_[b] = trail_[c] = 1;
+        }
+}
+
+// The u units the converter made of buf_[a, b) at pivot unit0, matched to
+// their bytes by the pair rule: each U+FFFD is an invalid character. Returns
+// the bytes used (unless final, a lead byte at b waits for more), or kNone
+// when the units do not match the rule (a set whose characters may give two
+// units), so that the caller locates the problems the slow way.
+size_t StreamConverter::decodePairs(size_t unit0, size_t u, size_t a, size_t b, bool final,
+                                    bool atEnd) {
+    if (maxUnit_ != 2) return kNone;
+    if (!pairsLearned_) learnPairs();
+    uint8_t const* p = buf_.data();
+    uint8_t const* lead = lead_.data();
+    uint8_t const* trail = trail_.data();
+    size_t chars = 0;
+    for (size_t i = a; i < b; ++chars) i += lead[p[i]] && i + 1 < b && trail[p[i + 1]] ? 2 : 1;
+    if (chars != u) return kNone;
+    unsigned short* pv = pivot_.data();
+    size_t w = unit0, i = a;
+    pivotLen_ = unit0;
+    for (size_t k = 0; k < u; ++k) {
+        size_t const len = lead[p[i]] && i + 1 < b && trail[p[i + 1]] ? 2 : 1;
+        unsigned short const v = pv[unit0 + k];
+        if (v != 0xFFFD) {
+            pv[w++] = v;
+            i += len;
+            continue;
+        }
+        bool const cutShort = i + 1 == b && lead[p[i]];
+        if (cutShort && !final) break;
+        pivotLen_ = w;
+        if (!bad(i, len, cutShort && atEnd)) return i;
+        w = pivotLen_;
+        i += len;
+    }
+    pivotLen_ = w;
+    return i;
 }
 
 // A single-byte table gives one unit per byte and U+FFFD for a byte it does
 // not map: those are the invalid ones.
 void StreamConverter::checkSbcs(size_t unit0, size_t a, size_t b) {
     unsigned short* pv = pivot_.data();
-    size_t w = unit0, segA = a, segU = unit0;
+    size_t w = unit0;
     for (size_t i = a; i < b; ++i) {
         unsigned short u = pv[unit0 + (i - a)];
         if (u != 0xFFFD) {
@@ -629,14 +689,10 @@ void StreamConverter::checkSbcs(size_t unit0, size_t a, size_t b) {
             continue;
         }
         pivotLen_ = w;
-        good(segA, i, segU);
         if (!bad(i, 1)) return;
         w = pivotLen_;
-        segA = i + 1;
-        segU = w;
     }
     pivotLen_ = w;
-    good(segA, b, segU);
 }
 
 // Locates invalid characters in buf_[a, b) through the converter's stops,
@@ -647,19 +703,16 @@ size_t StreamConverter::decodeSlow(size_t a, size_t b, bool final, bool atEnd) {
     size_t q = a;
     while (q < b) {
         size_t const w = std::min(b, q + kWindow);
-        size_t const unit0 = pivotLen_;
         unsigned short* dst = pivotRoom(w - q + 1);
         bool flag = false;
         size_t u = decodeSpan(q, w, ILLCHAR_STOP, &flag, dst);
         if (!flag) {
             pivotLen_ += u;
-            good(q, w, unit0);
             q = w;
             continue;
         }
         size_t e = q + prefixFor(q, w, u);
         pivotLen_ += u;
-        good(q, e, unit0);
         if (w < b && e + maxUnit_ > w) { // perhaps cut by the window: look again
             q = e;
             continue;
@@ -722,11 +775,6 @@ unsigned short* StreamConverter::pivotRoom(size_t units) {
     return pivot_.data() + pivotLen_;
 }
 
-void StreamConverter::good(size_t a, size_t b, size_t unit0) {
-    if (b > a && pivotLen_ > unit0)
-        segs_.push_back({uint32_t(a), uint32_t(b - a), uint32_t(unit0), SegKind::Good});
-}
-
 void StreamConverter::note(uint64_t offset, std::string const& what) {
     first_.input = input_;
     first_.where = label_;
@@ -744,19 +792,25 @@ bool StreamConverter::bad(size_t at, size_t len, bool truncated) {
     ++problems_;
     uint64_t const off = base_ + at;
     if (!haveFirst_ || (first_.input == input_ && off < first_.offset))
-        note(off, std::string(truncated ? "incomplete " : "invalid ") + opt_.from.name +
-                      " input" + (truncated ? " at the end (" : " (") +
-                      hexBytes(&buf_[at], std::min<size_t>(len, 8)) + ")");
+        noteBad(off, at, len, truncated);
     if (opt_.mode == OnError::Stop) {
         stopped_ = true;
         return false;
     }
-    if (opt_.mode == OnError::Replace || opt_.mode == OnError::Escape) {
-        segs_.push_back({uint32_t(at), uint32_t(len), uint32_t(pivotLen_), SegKind::Bad});
-        pivotRoom(1)[0] = 0xFFFD;
-        ++pivotLen_;
+    bool const keep = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
+    segs_.push_back({uint32_t(at), uint32_t(len), uint32_t(pivotLen_),
+                     keep ? SegKind::Unit : SegKind::Gone});
+    if (keep) {
+        if (pivotLen_ + 1 >= pivot_.size()) pivotRoom(1);
+        pivot_[pivotLen_++] = 0xFFFD;
     }
     return true;
+}
+
+void StreamConverter::noteBad(uint64_t off, size_t at, size_t len, bool truncated) {
+    note(off, std::string(truncated ? "incomplete " : "invalid ") + opt_.from.name + " input" +
+                  (truncated ? " at the end (" : " (") +
+                  hexBytes(&buf_[at], std::min<size_t>(len, 8)) + ")");
 }
 
 // ---------------------------------------------------------------------------
@@ -871,7 +925,7 @@ size_t StreamConverter::transliterate(unsigned short const* u, size_t len, unsig
 StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
     size_t const n = b - a;
     unsigned short* u = &pivot_[a];
-    outBuf_.resize(n * kMaxOutPerUnit + kPad);
+    if (outBuf_.size() < n * kMaxOutPerUnit + kPad) outBuf_.resize(kBatch * kMaxOutPerUnit + 2 * kPad);
     // Lone high surrogates end some encoders' output silently, and the tool's
     // own limits are not the converter's: both take the careful path.
     bool careful = false;

@@ -68,7 +68,8 @@ public:
 
 private:
     enum class Family { Sbcs, Ascii, Utf8, Utf16, Utf32, Utf16Esc, Multi };
-    enum class SegKind : uint8_t { Good, Bad };
+    // Unit: gave one pivot unit (a replacement, a NUL); Gone: gave none.
+    enum class SegKind : uint8_t { Unit, Gone };
     struct Seg {
         uint32_t local; // its start in the region
         uint32_t len;   // bytes
@@ -88,14 +89,16 @@ private:
     size_t decodeAscii(size_t n);
     void decodeLibraryRun(size_t a, size_t b, bool atEnd);
     size_t decodeSlow(size_t a, size_t b, bool final, bool atEnd);
+    size_t decodePairs(size_t unit0, size_t u, size_t a, size_t b, bool final, bool atEnd);
+    void learnPairs();
     void checkSbcs(size_t unit0, size_t a, size_t b);
 
     size_t decodeSpan(size_t a, size_t b, ILLCHAR_OPTYPE op, bool* flag, unsigned short* dst);
     size_t stopUnits(size_t a, size_t b);
     size_t prefixFor(size_t a, size_t b, size_t units);
     unsigned short* pivotRoom(size_t units);
-    void good(size_t a, size_t b, size_t unit0);
     bool bad(size_t at, size_t len, bool truncated = false);
+    void noteBad(uint64_t off, size_t at, size_t len, bool truncated);
     uint64_t offsetOfUnit(size_t idx);
     bool isBadUnit(size_t idx) const;
     bool earlier(uint64_t offset) const;
@@ -119,6 +122,8 @@ private:
     bool inBig_ = false, outBig_ = false;
     uint8_t safeBelow_ = 0; // Multi: bytes below this end a character
     bool gb18030_ = false;
+    bool pairsLearned_ = false;
+    std::vector<uint8_t> lead_, trail_;
     size_t inUnit_, outNul_, maxUnit_;
     Output& out_;
 
@@ -126,6 +131,7 @@ private:
     size_t input_ = 0;
     bool wroteAny_ = false;
     uint64_t base_ = 0; // absolute offset of buf_[0]
+    size_t regionLen_ = 0;
     std::vector<uint8_t> buf_;
     std::vector<unsigned short> pivot_, tmp16_;
     size_t pivotLen_ = 0;

@@ -78,6 +78,24 @@ std::string describeChar(unsigned short const* u, size_t n) {
     return b;
 }
 
+// UTF-8 lead bytes: length | lowest second byte << 8 | highest << 16. The
+// narrowed ranges after E0, ED, F0 and F4 rule out overlong forms, encoded
+// surrogates and values above U+10FFFF.
+struct Utf8LeadTable {
+    uint32_t v[256];
+    constexpr Utf8LeadTable() : v() {
+        for (unsigned b = 0; b < 0x80; ++b) v[b] = 1;
+        for (unsigned b = 0xC2; b < 0xF5; ++b) {
+            uint32_t len = b < 0xE0 ? 2 : b < 0xF0 ? 3 : 4;
+            uint32_t lo = b == 0xE0 ? 0xA0 : b == 0xF0 ? 0x90 : 0x80;
+            uint32_t hi = b == 0xED ? 0x9F : b == 0xF4 ? 0x8F : 0xBF;
+            v[b] = len | lo << 8 | hi << 16;
+        }
+    }
+};
+constexpr Utf8LeadTable kUtf8LeadTable;
+constexpr uint32_t const* kUtf8Lead = kUtf8LeadTable.v;
+
 ssize_t readSome(int fd, void* p, size_t n) {
     for (;;) {
         ssize_t r = ::read(fd, p, n);
@@ -146,6 +164,9 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
     mayHaveLone_ = family_ == Family::Utf16Esc ||
                    (opt_.lenient && (family_ == Family::Utf16 || family_ == Family::Utf32));
     buf_.resize(opt_.chunk + kHold + kPad);
+    segs_.resize(opt_.chunk + kHold + kPad);
+    stopOnBad_ = opt_.mode == OnError::Stop;
+    keepBad_ = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
 }
 
 // ---------------------------------------------------------------------------
@@ -233,7 +254,7 @@ bool StreamConverter::truncatedAtEnd(size_t a, size_t b) {
 
 // True when pivot unit idx replaces invalid input.
 bool StreamConverter::isBadUnit(size_t idx) const {
-    auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
+    auto it = std::upper_bound(segs_.begin(), segs_.begin() + segCount_, idx,
                                [](size_t v, Seg const& s) { return v < s.unit0; });
     // Asked of U+FFFD units only: a NUL's unit is 0.
     return it != segs_.begin() && (it - 1)->kind == SegKind::Unit && (it - 1)->unit0 == idx;
@@ -244,7 +265,7 @@ bool StreamConverter::isBadUnit(size_t idx) const {
 // NULs split off); between them the rules give each unit's bytes.
 uint64_t StreamConverter::offsetOfUnit(size_t idx) {
     if (carryIsUnit0_ && idx == 0) return carryOff_;
-    auto it = std::upper_bound(segs_.begin(), segs_.end(), idx,
+    auto it = std::upper_bound(segs_.begin(), segs_.begin() + segCount_, idx,
                                [](size_t v, Seg const& s) { return v < s.unit0; });
     size_t local = 0, unit = carryIsUnit0_ ? 1 : 0;
     if (it != segs_.begin()) {
@@ -305,6 +326,9 @@ StreamConverter::Result StreamConverter::run(int fd, std::string const& label, s
                                              Progress* progress) {
     label_ = label;
     input_ = index;
+    // Problems of this input are worth describing while none is known before
+    // them.
+    noteBelow_ = haveFirst_ ? 0 : UINT64_MAX;
     base_ = 0;
     hasCarry_ = false;
     stopped_ = false;
@@ -351,7 +375,7 @@ StreamConverter::Result StreamConverter::run(int fd, std::string const& label, s
             bomPending = false;
         }
         pivotLen_ = 0;
-        segs_.clear();
+        segCount_ = 0;
         nulSeen_ = false;
         carryIsUnit0_ = false;
         encodeNoted_ = false;
@@ -371,6 +395,24 @@ StreamConverter::Result StreamConverter::run(int fd, std::string const& label, s
         std::memmove(buf_.data(), buf_.data() + used, keep);
         base_ += used;
     }
+}
+
+// An undecodable character at buf_[at, at + len). False: stop here.
+inline bool StreamConverter::bad(size_t at, size_t len, bool truncated) {
+    ++problems_;
+    uint64_t const off = base_ + at;
+    if (__builtin_expect(off < noteBelow_, 0)) noteBad(off, at, len, truncated);
+    if (__builtin_expect(stopOnBad_, 0)) {
+        stopped_ = true;
+        return false;
+    }
+    segs_[segCount_++] = {uint32_t(at), uint32_t(len), uint32_t(pivotLen_),
+                          keepBad_ ? SegKind::Unit : SegKind::Gone};
+    if (keepBad_) {
+        if (__builtin_expect(pivotLen_ + 1 >= pivot_.size(), 0)) pivotRoom(1);
+        pivot_[pivotLen_++] = 0xFFFD;
+    }
+    return true;
 }
 
 // ---------------------------------------------------------------------------
@@ -418,7 +460,7 @@ size_t StreamConverter::decodeRegion(size_t n, bool eof) {
         }
         decodeLibraryRun(a, z, false);
         if (stopped_) return z;
-        segs_.push_back({uint32_t(z), uint32_t(inUnit_), uint32_t(pivotLen_), SegKind::Unit});
+        segs_[segCount_++] = {uint32_t(z), uint32_t(inUnit_), uint32_t(pivotLen_), SegKind::Unit};
         pivotRoom(1)[0] = 0;
         ++pivotLen_;
         nulSeen_ = true;
@@ -447,6 +489,9 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
     unsigned short* pv = pivotRoom(n) - pivotLen_;
     size_t k = pivotLen_, i = 0;
     bool nul = false;
+    Seg* const segs = segs_.data();
+    size_t segCount = segCount_, problems = 0;
+    size_t const dropBad = keepBad_ ? 0 : 1;
     while (i < n) {
         while (i + 8 <= n) {
             uint64_t w;
@@ -459,22 +504,39 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
         }
         if (i >= n) break;
         uint8_t b = p[i];
-        if (b < 0x80) {
+        // Length and the range of the second byte, by byte (1: ASCII, 0:
+        // never starts a character).
+        uint32_t const info = kUtf8Lead[b];
+        size_t const len = info & 7;
+        if (len < 2 && !stopOnBad_) {
+            // One byte, one unit (or none when dropped), without a branch on
+            // which: random input mispredicts any.
+            size_t const isBad = len ^ 1;
+            if (__builtin_expect(isBad & (base_ + i < noteBelow_), 0)) noteBad(base_ + i, i, 1, false);
+            pv[k] = isBad ? 0xFFFD : b;
+            segs[segCount] = {uint32_t(i), 1, uint32_t(k), keepBad_ ? SegKind::Unit : SegKind::Gone};
+            segCount += isBad;
+            problems += isBad;
+            k += 1 - (isBad & dropBad);
             nul |= b == 0;
-            pv[k++] = b;
             ++i;
             continue;
         }
-        size_t len = b < 0xC2 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
-        uint8_t lo = b == 0xE0 ? 0xA0 : b == 0xF0 ? 0x90 : 0x80;
-        uint8_t hi = b == 0xED ? 0x9F : b == 0xF4 ? 0x8F : 0xBF;
-        size_t got = 1;
-        while (got < len && i + got < n) {
-            uint8_t c = p[i + got];
-            if (got == 1 ? (c < lo || c > hi) : (c & 0xC0) != 0x80) break;
-            ++got;
+        if (len < 2) {
+            pivotLen_ = k;
+            segCount_ = segCount;
+            if (!bad(i, 1)) return i;
+            k = pivotLen_;
+            ++i;
+            continue;
         }
-        if (len && got == len) {
+        uint8_t const lo = static_cast<uint8_t>(info >> 8), hi = static_cast<uint8_t>(info >> 16);
+        size_t got = 1;
+        if (i + 1 < n && p[i + 1] >= lo && p[i + 1] <= hi) {
+            got = 2;
+            while (got < len && i + got < n && (p[i + got] & 0xC0) == 0x80) ++got;
+        }
+        if (got == len) {
             uint32_t cp = b & (0x7F >> len);
             for (size_t j = 1; j < len; ++j) cp = cp << 6 | (p[i + j] & 0x3F);
             if (cp < 0x10000) {
@@ -487,14 +549,21 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
             i += len;
             continue;
         }
-        bool const cutShort = len && i + got == n;
+        bool const cutShort = i + got == n;
         if (cutShort && !eof) break; // the rest comes with the next region
         pivotLen_ = k;
-        if (!bad(i, len ? got : 1, cutShort)) return i;
+        segCount_ = segCount;
+        problems_ += problems;
+        problems = 0;
+        bool const go = bad(i, got, cutShort);
+        segCount = segCount_;
+        if (!go) return i;
         k = pivotLen_;
-        i += len ? got : 1;
+        i += got;
     }
     pivotLen_ = k;
+    segCount_ = segCount;
+    problems_ += problems;
     nulSeen_ |= nul;
     return i;
 }
@@ -647,14 +716,12 @@ void StreamConverter::learnPairs() {
 // units), so that the caller locates the problems the slow way.
 size_t StreamConverter::decodePairs(size_t unit0, size_t u, size_t a, size_t b, bool final,
                                     bool atEnd) {
-    if (maxUnit_ != 2) return kNone;
+    // Shift_JIS-2004 has characters that give two units.
+    if (maxUnit_ != 2 || dec_->getCharSet() == VYNCS_SJIS0213) return kNone;
     if (!pairsLearned_) learnPairs();
     uint8_t const* p = buf_.data();
     uint8_t const* lead = lead_.data();
     uint8_t const* trail = trail_.data();
-    size_t chars = 0;
-    for (size_t i = a; i < b; ++chars) i += lead[p[i]] && i + 1 < b && trail[p[i + 1]] ? 2 : 1;
-    if (chars != u) return kNone;
     unsigned short* pv = pivot_.data();
     size_t w = unit0, i = a;
     pivotLen_ = unit0;
@@ -779,32 +846,13 @@ void StreamConverter::note(uint64_t offset, std::string const& what) {
     first_.input = input_;
     first_.where = label_;
     first_.offset = offset;
+    noteBelow_ = offset;
     first_.what = what;
     haveFirst_ = true;
 }
 
 bool StreamConverter::earlier(uint64_t offset) const {
     return !haveFirst_ || first_.input < input_ || offset < first_.offset;
-}
-
-// An undecodable character at buf_[at, at + len). False: stop here.
-bool StreamConverter::bad(size_t at, size_t len, bool truncated) {
-    ++problems_;
-    uint64_t const off = base_ + at;
-    if (!haveFirst_ || (first_.input == input_ && off < first_.offset))
-        noteBad(off, at, len, truncated);
-    if (opt_.mode == OnError::Stop) {
-        stopped_ = true;
-        return false;
-    }
-    bool const keep = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
-    segs_.push_back({uint32_t(at), uint32_t(len), uint32_t(pivotLen_),
-                     keep ? SegKind::Unit : SegKind::Gone});
-    if (keep) {
-        if (pivotLen_ + 1 >= pivot_.size()) pivotRoom(1);
-        pivot_[pivotLen_++] = 0xFFFD;
-    }
-    return true;
 }
 
 void StreamConverter::noteBad(uint64_t off, size_t at, size_t len, bool truncated) {
@@ -850,6 +898,12 @@ StreamConverter::Result StreamConverter::flushPivot(bool final) {
     }
     if (nulSeen_)
         for (size_t i = start; i < n; ++i) {
+            // Four units a step while none is zero.
+            for (uint64_t w; i + 4 <= n; i += 4) {
+                std::memcpy(&w, &pivot_[i], 8);
+                if ((w - 0x0001000100010001ull) & ~w & 0x8000800080008000ull) break;
+            }
+            if (i >= n) break;
             if (pivot_[i] != 0) continue;
             Result r = encodeSpan(start, i);
             if (r != Ok) return r;

@@ -137,7 +137,9 @@ private:
     size_t pivotLen_ = 0;
     bool mayHaveLone_ = false;
     std::vector<unsigned char> outBuf_;
-    std::vector<Seg> segs_;
+    std::vector<Seg> segs_; // at most one a byte of the region
+    size_t segCount_ = 0;
+    uint64_t noteBelow_ = UINT64_MAX; // a problem before this offset becomes the first
     bool hasCarry_ = false;
     unsigned short carry_ = 0;
     uint64_t carryOff_ = 0;
@@ -145,6 +147,7 @@ private:
     bool skipSignature_ = false;  // a U+FEFF to drop at the start of this input
     bool wroteSignature_ = false; // the output's byte-order mark or signature
     bool stopped_ = false;
+    bool stopOnBad_ = false, keepBad_ = true;
     bool nulSeen_ = false;     // the region's pivot holds zero units
     bool encodeNoted_ = false; // an encoding problem of this region was placed
 

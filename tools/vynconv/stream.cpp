@@ -522,7 +522,13 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
             ++i;
             continue;
         }
-        if (len < 2) {
+        if (len == 1) {
+            nul |= b == 0;
+            pv[k++] = b;
+            ++i;
+            continue;
+        }
+        if (len == 0) {
             pivotLen_ = k;
             segCount_ = segCount;
             if (!bad(i, 1)) return i;

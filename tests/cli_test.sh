@@ -144,6 +144,10 @@ group_errors() {
 |UTF-8|ASCII//IGNORE|a\303\251\342\200\234b|6162|1|byte 1: U+00E9 cannot be written in ASCII (and 1 more)
 -c|UTF-8|ASCII|a\303\251b|6162|0|
 |UTF-8|UCS-2|\360\237\230\200|3f00|1|byte 0: U+1F600 cannot be written in UCS-2
+|CP932|LATIN1|A\0\202\240\202\240|41003f3f|1|byte 2: U+3042 cannot be written in LATIN1 (and 1 more)
+|GB18030|LATIN1|\0\0A\260\241|0000413f|1|byte 3: U+554A cannot be written in LATIN1
+|EUC-KR|CP932|a\0\260\241|61003f|1|byte 2: U+AC00 cannot be written in CP932
+|UTF-16BE|LATIN1|\0\0\0A\330=\336\0|00413f|1|byte 4: U+1F600 cannot be written in LATIN1
 T
   # Offsets count from the start of each file, not of the chunk.
   { head -c 100000 /dev/zero | tr '\0' a; printf '\342\202\254'; } >far

@@ -286,6 +286,11 @@ T
   check "-l lists 54 names" test "$("$V" -l | grep -c '^VYNCS_')" -eq 54
   check "-l: 41 served" test "$(served | wc -l)" -eq 41
   check "--help" sh -c "'$V' --help | grep -q -- --on-error"
+  # The manual page documents every option the help names.
+  man=$D/../../../tools/vynconv/vynconv.1
+  for opt in $("$V" --help | grep -o -- '--[a-z-]*' | sort -u); do
+    check "manual documents $opt" grep -qF -- "$(printf '%s' "$opt" | sed 's/-/\\-/g')" "$man"
+  done
   # Aliases, in any case, pick the set their number picks.
   while read -r alias number; do
     a=$(printf 'x\303\251\342\202\254\n' | "$V" -q -f UTF-8 -t "$alias" | hex)

@@ -65,6 +65,22 @@ group_chunks() {
       check "encode $n chunk $c" cmp -s ref2 out
     done
   done
+  # Random bytes, valid and not, give the same output and the same message
+  # whatever the chunk size.
+  head -c 6000 /dev/urandom >rnd
+  { head -c 3000 "$C"; head -c 3000 /dev/urandom; head -c 3000 "$C"; } >half
+  for n in UTF-8 UTF-16 UTF-16BE UTF-32 UCS-2 ASCII 1252 932 30933 950 949 51932 51936 54936 UTF-16ESC; do
+    for f in rnd half; do
+      "$V" -f "$n" -t UTF-16LE $f >ref 2>referr
+      for c in 1 2 3 5 64; do
+        "$V" --chunk-size $c -f "$n" -t UTF-16LE $f >out 2>err
+        if cmp -s ref out && cmp -s referr err; then ok; else
+          cp $f "${TMPDIR:-/tmp}/vynconv-chunk-$n-$c.in"
+          bad "random $f as $n, chunk $c (input kept in ${TMPDIR:-/tmp})"
+        fi
+      done
+    done
+  done
   # Pairs split across chunks in UTF-16 input, and escapes of their halves.
   printf '\x3d\xd8\x00\xde\x41\x00' >pair16
   for c in 1 2 3; do

@@ -129,7 +129,6 @@ private:
 
     std::string label_;
     size_t input_ = 0;
-    bool wroteAny_ = false;
     uint64_t base_ = 0; // absolute offset of buf_[0]
     size_t regionLen_ = 0;
     std::vector<uint8_t> buf_;

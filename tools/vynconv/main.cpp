@@ -80,6 +80,7 @@ int usage(std::string const& msg) {
 enum class Action { Convert, List, Default, Help, Version };
 
 struct Options {
+    int exitStatus = -1; // set when the command line alone decides the run
     Action action = Action::Convert;
     StreamOptions stream;
     std::string fromText, toText;
@@ -103,7 +104,7 @@ int resolveSet(std::string const& opt, std::string const& text, Endpoint* e) {
 }
 
 // Reads the command line into *o. Returns -1 to go on, or the exit status.
-int parseArgs(int argc, char** argv, Options* o) {
+int readArgs(int argc, char** argv, Options* o) {
     bool optionsDone = false;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
@@ -360,12 +361,18 @@ int convert(Options const& o) {
     return status;
 }
 
+// The options of a command line; exitStatus >= 0 when it was a usage error.
+Options parseArgs(int argc, char** argv) {
+    Options o;
+    o.exitStatus = readArgs(argc, argv, &o);
+    return o;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    Options o;
-    int rc = parseArgs(argc, argv, &o);
-    if (rc >= 0) return rc;
+    Options const o = parseArgs(argc, argv);
+    if (o.exitStatus >= 0) return o.exitStatus;
     switch (o.action) {
     case Action::List:
         printSetList(stdout);

@@ -113,6 +113,28 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
     outNul_ = static_cast<size_t>(enc_->getNullCharSize());
     maxUnit_ = static_cast<size_t>(std::max(1, dec_->getMaxUnitSize()));
     outBig_ = opt_.to.bigEndian;
+    setRules();
+    mayHaveLone_ = family_ == Family::Utf16Esc ||
+                   (opt_.lenient && (family_ == Family::Utf8 || family_ == Family::Utf16 ||
+                                     family_ == Family::Utf32));
+    buf_.resize(opt_.chunk + kHold + kPad);
+    segs_.resize(opt_.chunk + kHold + kPad);
+    uint16_t const one = 1;
+    uint8_t firstByte;
+    std::memcpy(&firstByte, &one, 1);
+    directOut_ = enc_->getCharSet() == VYNCS_UTF16 && !opt_.to.ucs2 && !mayHaveLone_ &&
+                 firstByte == 1;
+    stopOnBad_ = opt_.mode == OnError::Stop;
+    keepBad_ = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
+}
+
+// ---------------------------------------------------------------------------
+// Byte rules of each family: where a region may be cut, how long a character
+// is, whether the end of input cut one short, where a pivot unit came from.
+
+// Which family's rules the input follows, and the bytes that always end a
+// character in the multibyte sets.
+void StreamConverter::setRules() {
     // Which byte rules apply to the input; the lenient UTF forms and escaped
     // text leave all decoding to the converter.
     switch (dec_->getCharSet()) {
@@ -161,17 +183,7 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
         family_ = opt_.from.ascii ? Family::Ascii : Family::Sbcs;
         break;
     }
-    mayHaveLone_ = family_ == Family::Utf16Esc ||
-                   (opt_.lenient && (family_ == Family::Utf16 || family_ == Family::Utf32));
-    buf_.resize(opt_.chunk + kHold + kPad);
-    segs_.resize(opt_.chunk + kHold + kPad);
-    stopOnBad_ = opt_.mode == OnError::Stop;
-    keepBad_ = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
 }
-
-// ---------------------------------------------------------------------------
-// Byte rules of each family: where a region may be cut, how long a character
-// is, whether the end of input cut one short, where a pivot unit came from.
 
 // The last place in buf_[0, n) where the input may be cut without splitting a
 // character, looking back at most kLookBack bytes; kNone when there is none.
@@ -916,6 +928,19 @@ StreamConverter::Result StreamConverter::flushPivot(bool final) {
     if (skipSignature_ && n > 0) {
         skipSignature_ = false;
         if (pivot_[0] == 0xFEFF) start = 1;
+    }
+    if (directOut_) {
+        // UTF-16 out of a pivot that holds no lone surrogate: the pivot is the
+        // output, NUL units included.
+        if (!final && n > start && isHigh(pivot_[n - 1])) {
+            carry_ = pivot_[n - 1];
+            carryOff_ = offsetOfUnit(n - 1);
+            hasCarry_ = true;
+            --n;
+        }
+        if (n <= start) return Ok;
+        return emit(reinterpret_cast<unsigned char*>(&pivot_[start]), 2 * (n - start)) ? Ok
+                                                                                   : WriteError;
     }
     if (nulSeen_)
         for (size_t i = start; i < n; ++i) {

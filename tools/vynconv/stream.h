@@ -78,6 +78,7 @@ private:
     };
 
     // Byte rules (one place per family).
+    void setRules();
     size_t cutPoint(size_t n) const;
     size_t charLen(size_t a, size_t b);
     bool truncatedAtEnd(size_t a, size_t b);
@@ -147,6 +148,7 @@ private:
     bool wroteSignature_ = false; // the output's byte-order mark or signature
     bool stopped_ = false;
     bool stopOnBad_ = false, keepBad_ = true;
+    bool directOut_ = false; // the pivot is written as it is
     bool nulSeen_ = false;     // the region's pivot holds zero units
     bool encodeNoted_ = false; // an encoding problem of this region was placed
 

@@ -667,8 +667,14 @@ group_linear() {
       check "set $n: 8 MiB of 0xFF in a 64 MiB address space" test $? -le 1
     fi
   done
+  # Japanese without a space: no byte below 0x80 to cut at in any set.
+  printf '\346\227\245\346\234\254\350\252\236\343\201\256\343\203\206\343\202\255\343\202\271\343\203\210' >cjk
+  while [ "$(wc -c <cjk)" -lt $((2 * mib)) ]; do cat cjk cjk >c2 && mv c2 cjk; done
+  head -c $((2 * mib)) cjk >sj
+  for i in 1 2 3 4 5 6 7 8; do cat sj; done >lj
   for n in 932 936 949 950 30932 30933 30950 51932 51936 51949 54936 65001; do
     grows_linearly "UTF-8 paragraph read as $n" sp lp "$V" -q -f "$n" -t UTF-16LE
+    grows_linearly "spaceless UTF-8 paragraph read as $n" sj lj "$V" -q -f "$n" -t UTF-16LE
   done
 }
 

@@ -81,6 +81,24 @@ group_chunks() {
       done
     done
   done
+  # UTF-8 to UTF-8 checks without converting: the same bytes, messages and
+  # status as going through UTF-16, in every mode and chunk size.
+  printf '\357\273\277' | cat - half >sig
+  for f in rnd half sig; do
+    for opts in "" -c --on-error=stop --remove-signature --add-signature; do
+      for c in 1 3 65536; do
+        # shellcheck disable=SC2086
+        "$V" $opts --chunk-size $c -f UTF-8 -t UTF-8 $f >out 2>err
+        r=$?
+        # shellcheck disable=SC2086
+        "$V" $opts --chunk-size $c -f UTF-8 -t UTF-16LE $f 2>referr | "$V" -f UTF-16LE -t UTF-8 >ref
+        r2=${PIPESTATUS[0]}
+        check "UTF-8 to UTF-8 [$opts] $f chunk $c" cmp -s ref out
+        check "UTF-8 to UTF-8 [$opts] $f chunk $c: message" cmp -s referr err
+        check "UTF-8 to UTF-8 [$opts] $f chunk $c: status $r" test "$r" = "$r2"
+      done
+    done
+  done
   # Pairs split across chunks in UTF-16 input, and escapes of their halves.
   printf '\x3d\xd8\x00\xde\x41\x00' >pair16
   for c in 1 2 3; do

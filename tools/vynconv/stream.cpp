@@ -124,6 +124,7 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
     std::memcpy(&firstByte, &one, 1);
     directOut_ = enc_->getCharSet() == VYNCS_UTF16 && !opt_.to.ucs2 && !mayHaveLone_ &&
                  firstByte == 1;
+    passUtf8_ = family_ == Family::Utf8 && !opt_.lenient && enc_->getCharSet() == VYNCS_UTF8;
     stopOnBad_ = opt_.mode == OnError::Stop;
     keepBad_ = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
 }
@@ -399,6 +400,7 @@ StreamConverter::Result StreamConverter::run(int fd, std::string const& label, s
         }
         regionLen_ = n;
         size_t used = decodeRegion(n, eof);
+        if (writeFailed_) return WriteError;
         Result r = flushPivot(eof || stopped_);
         if (r != Ok) return r;
         if (stopped_) return Stopped;
@@ -434,6 +436,7 @@ inline bool StreamConverter::bad(size_t at, size_t len, bool truncated) {
 // waits for the next one).
 
 size_t StreamConverter::decodeRegion(size_t n, bool eof) {
+    if (passUtf8_) return passUtf8(n, eof);
     if (!opt_.lenient) {
         switch (family_) {
         case Family::Utf8:
@@ -598,6 +601,73 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
     segCount_ = segCount;
     problems_ += problems;
     nulSeen_ |= nul;
+    return i;
+}
+
+// UTF-8 to UTF-8: well-formed input is its own output; only the invalid
+// sequences (found by the same rules as decodeUtf8) are replaced, dropped or
+// stopped at.
+size_t StreamConverter::passUtf8(size_t n, bool eof) {
+    uint8_t const* p = buf_.data();
+    size_t i = 0, run = 0, w = 0;
+    if (skipSignature_) {
+        static uint8_t const kSig[3] = {0xEF, 0xBB, 0xBF};
+        size_t m = std::min<size_t>(n, 3);
+        bool const prefix = std::memcmp(p, kSig, m) == 0;
+        if (prefix && m < 3 && !eof) return 0; // wait for the rest of it
+        skipSignature_ = false;
+        if (prefix && m == 3) i = run = 3;
+    }
+    if (outBuf_.size() < 3 * n + kPad) outBuf_.resize(3 * n + kPad);
+    unsigned char* out = outBuf_.data();
+    while (i < n) {
+        while (i + 8 <= n) {
+            uint64_t v;
+            std::memcpy(&v, p + i, 8);
+            if (v & 0x8080808080808080ull) break;
+            i += 8;
+        }
+        if (i >= n) break;
+        uint8_t const b = p[i];
+        uint32_t const info = kUtf8Lead[b];
+        size_t const len = info & 7;
+        if (len == 1) {
+            ++i;
+            continue;
+        }
+        size_t got = 1;
+        if (len && i + 1 < n && p[i + 1] >= ((info >> 8) & 0xFF) && p[i + 1] <= (info >> 16)) {
+            got = 2;
+            while (got < len && i + got < n && (p[i + got] & 0xC0) == 0x80) ++got;
+            if (got == len) {
+                i += len;
+                continue;
+            }
+        }
+        bool const cutShort = len && i + got == n;
+        if (cutShort && !eof) break; // the rest comes with the next region
+        std::memcpy(out + w, p + run, i - run);
+        w += i - run;
+        ++problems_;
+        if (base_ + i < noteBelow_) noteBad(base_ + i, i, got, cutShort);
+        if (stopOnBad_) {
+            stopped_ = true;
+            run = i;
+            break;
+        }
+        if (keepBad_) {
+            out[w++] = 0xEF;
+            out[w++] = 0xBF;
+            out[w++] = 0xBD;
+        }
+        i += got;
+        run = i;
+    }
+    if (!stopped_) {
+        std::memcpy(out + w, p + run, i - run);
+        w += i - run;
+    }
+    if (!emit(out, w)) writeFailed_ = true;
     return i;
 }
 

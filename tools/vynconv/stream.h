@@ -85,6 +85,7 @@ private:
 
     size_t decodeRegion(size_t n, bool eof);
     size_t decodeUtf8(size_t n, bool eof);
+    size_t passUtf8(size_t n, bool eof);
     size_t decodeUtf16(size_t n, bool eof);
     size_t decodeUtf32(size_t n, bool eof);
     size_t decodeAscii(size_t n);
@@ -149,6 +150,8 @@ private:
     bool stopped_ = false;
     bool stopOnBad_ = false, keepBad_ = true;
     bool directOut_ = false; // the pivot is written as it is
+    bool passUtf8_ = false;  // UTF-8 to UTF-8: checked, not converted
+    bool writeFailed_ = false;
     bool nulSeen_ = false;     // the region's pivot holds zero units
     bool encodeNoted_ = false; // an encoding problem of this region was placed
 

@@ -523,20 +523,28 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
         // never starts a character).
         uint32_t const info = kUtf8Lead[b];
         size_t const len = info & 7;
-        // Well-formed two- and three-byte characters straight away.
+        // Well-formed two- and three-byte characters straight away, and the
+        // ones of the same length that follow them.
         if (len == 2 && i + 1 < n && (p[i + 1] & 0xC0) == 0x80) {
-            pv[k++] = static_cast<unsigned short>((b & 0x1F) << 6 | (p[i + 1] & 0x3F));
-            i += 2;
+            do {
+                pv[k++] = static_cast<unsigned short>((p[i] & 0x1F) << 6 | (p[i + 1] & 0x3F));
+                i += 2;
+            } while (i + 1 < n && (kUtf8Lead[p[i]] & 7) == 2 && (p[i + 1] & 0xC0) == 0x80);
             continue;
         }
         if (len == 3 && i + 2 < n) {
-            uint8_t const c1 = p[i + 1], c2 = p[i + 2];
-            if (c1 >= static_cast<uint8_t>(info >> 8) && c1 <= static_cast<uint8_t>(info >> 16) &&
-                (c2 & 0xC0) == 0x80) {
-                pv[k++] = static_cast<unsigned short>((b & 0x0F) << 12 | (c1 & 0x3F) << 6 | (c2 & 0x3F));
+            size_t const start = i;
+            uint32_t in = info;
+            while (i + 2 < n && (in & 7) == 3) {
+                uint8_t const c0 = p[i], c1 = p[i + 1], c2 = p[i + 2];
+                if (c1 < static_cast<uint8_t>(in >> 8) || c1 > static_cast<uint8_t>(in >> 16) ||
+                    (c2 & 0xC0) != 0x80)
+                    break;
+                pv[k++] = static_cast<unsigned short>((c0 & 0x0F) << 12 | (c1 & 0x3F) << 6 | (c2 & 0x3F));
                 i += 3;
-                continue;
+                if (i < n) in = kUtf8Lead[p[i]];
             }
+            if (i != start) continue;
         }
         if (len < 2 && !stopOnBad_) {
             // One byte, one unit (or none when dropped), without a branch on

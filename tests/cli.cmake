@@ -4,7 +4,7 @@ if(TARGET vynconv)
   set(VYNCONV $<TARGET_FILE:vynconv>)
   set(VYNCONV_DATA ${PROJECT_SOURCE_DIR}/tests/data/vynconv)
   # One CTest test per group of tests/cli_test.sh.
-  foreach(group golden roundtrip chunks longline nul errors strict bom compat usage output
+  foreach(group golden roundtrip chunks longline nul errors strict oracle bom compat usage output
           outputkinds signals path locale agree linear)
     add_test(NAME vynconv_${group}
       COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/cli_test.sh ${VYNCONV} ${VYNCONV_DATA} ${group})

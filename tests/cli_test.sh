@@ -237,6 +237,33 @@ T
   done
 }
 
+group_oracle() {
+  # Strict decoding replaces exactly what Python's codecs replace (both take
+  # the longest ill-formed prefix as one character), on random and mixed
+  # bytes, through both output paths.
+  command -v python3 >/dev/null || { echo "python3 missing: skipped"; return; }
+  head -c 200000 /dev/urandom >rnd
+  { head -c 5000 "$C"; head -c 5000 /dev/urandom; head -c 5000 "$C"; } >half
+  for f in rnd half; do
+    while read -r ours theirs; do
+      python3 -c 'import sys; sys.stdout.buffer.write(open(sys.argv[1], "rb").read().decode(sys.argv[2], "replace").encode(sys.argv[3], "surrogatepass"))' \
+        $f "$theirs" "${ours#*:}" >want 2>/dev/null
+      "$V" -q -f "${ours%%:*}" -t "${ours#*:}" $f >got
+      if cmp -s want got; then ok; else
+        cp $f "${TMPDIR:-/tmp}/vynconv-oracle-$theirs.in"
+        bad "$f as $theirs to ${ours#*:} differs from Python (input kept in ${TMPDIR:-/tmp})"
+      fi
+    done <<'T'
+UTF-8:UTF-8 utf-8
+UTF-8:UTF-16LE utf-8
+UTF-16LE:UTF-8 utf-16-le
+UTF-16BE:UTF-16LE utf-16-be
+UTF-32LE:UTF-8 utf-32-le
+UTF-32BE:UTF-8 utf-32-be
+T
+  done
+}
+
 group_bom() {
   # Byte order and signatures, as iconv has them here.
   # options|from|to|input|want-hex

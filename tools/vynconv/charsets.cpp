@@ -222,16 +222,18 @@ Lookup lookupEndpoint(char const* text, Endpoint* out) {
 
 void printSetList(std::FILE* out) {
     for (SetInfo const& s : kSets) {
-        char const* state = s.cs == VYNCS_OS_DEFAULT      ? "default"
-                            : isServed(s.cs)              ? "served"
+        char const* state = s.cs == VYNCS_OS_DEFAULT                         ? "default"
+                            : isServed(s.cs)                                 ? "served"
                             : s.cs == VYNCS_UTF16BE || s.cs == VYNCS_UTF32BE ? "swapped"
-                                                          : "no-converter";
+                                                                             : "no-converter";
         std::fprintf(out, "%-22s %6d  %-12s %s\n", s.name, static_cast<int>(s.cs), state,
                      s.aliases);
     }
     for (FormInfo const& f : kForms)
         std::fprintf(out, "form %-24s %s%s%s%s\n", f.names, f.bom ? "byte-order mark, " : "",
-                     f.ascii ? "seven bits" : f.big ? "big-endian" : "little-endian",
+                     f.ascii ? "seven bits"
+                     : f.big ? "big-endian"
+                             : "little-endian",
                      f.ucs2 ? ", no pairs" : "", "");
 }
 

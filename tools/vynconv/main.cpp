@@ -230,7 +230,8 @@ public:
         label_ = label;
         total_ = 0;
         struct stat st;
-        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) total_ = static_cast<uint64_t>(st.st_size);
+        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
+            total_ = static_cast<uint64_t>(st.st_size);
         begin_ = last_ = std::chrono::steady_clock::now();
         shown_ = false;
         bytes_ = 0;
@@ -312,7 +313,8 @@ int convertAll(Options const& o, std::FILE* out) {
         int const err = errno;
         if (!isStdin) ::close(fd);
         if (r == StreamConverter::ReadError) {
-            std::fprintf(stderr, "vynconv: %s: read error: %s\n", label.c_str(), std::strerror(err));
+            std::fprintf(stderr, "vynconv: %s: read error: %s\n", label.c_str(),
+                         std::strerror(err));
             status = kIoError;
         } else if (r == StreamConverter::WriteError) {
             std::fprintf(stderr, "vynconv: write error: %s\n", std::strerror(err));

@@ -119,7 +119,8 @@ bool OutputFile::open(std::string const& target, std::string* error) {
     if (exists) {
         ::fchmod(fd, st.st_mode & 07777);
         // Where the process may: root, or a group it belongs to.
-        if (::fchown(fd, st.st_uid, st.st_gid) != 0 && ::fchown(fd, static_cast<uid_t>(-1), st.st_gid) != 0) {
+        if (::fchown(fd, st.st_uid, st.st_gid) != 0 &&
+            ::fchown(fd, static_cast<uid_t>(-1), st.st_gid) != 0) {
         }
         ::fchmod(fd, st.st_mode & 07777); // a change of owner may clear set-id bits
     } else {

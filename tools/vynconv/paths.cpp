@@ -17,7 +17,8 @@ VynCharSet resolved(VynCharSet cs) {
 
 } // namespace
 
-PathConverter::PathConverter(VynCharSet from, VynCharSet) : toLocal_(resolved(from) == VYNCS_UTF8) {}
+PathConverter::PathConverter(VynCharSet from, VynCharSet)
+    : toLocal_(resolved(from) == VYNCS_UTF8) {}
 
 bool PathConverter::supported(VynCharSet from, VynCharSet to, std::string* why) {
     VynCharSet const local = g_oCnvtMgr.defaultCharSet();
@@ -39,7 +40,8 @@ std::string PathConverter::toLocal(std::string const& utf8) const {
 std::string PathConverter::toUtf8(std::string const& local) const {
     std::vector<unsigned char> dst(local.size() * 4 + 16);
     int n = LocalPathToUTF8(dst.data(), local.c_str(), static_cast<int>(dst.size()));
-    return std::string(reinterpret_cast<char const*>(dst.data()), n > 0 ? static_cast<size_t>(n) : 0);
+    return std::string(reinterpret_cast<char const*>(dst.data()),
+                       n > 0 ? static_cast<size_t>(n) : 0);
 }
 
 void PathConverter::name(std::string const& n, uint64_t offset, std::FILE* out) {

@@ -122,8 +122,8 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
     uint16_t const one = 1;
     uint8_t firstByte;
     std::memcpy(&firstByte, &one, 1);
-    directOut_ = enc_->getCharSet() == VYNCS_UTF16 && !opt_.to.ucs2 && !mayHaveLone_ &&
-                 firstByte == 1;
+    directOut_ =
+        enc_->getCharSet() == VYNCS_UTF16 && !opt_.to.ucs2 && !mayHaveLone_ && firstByte == 1;
     passUtf8_ = family_ == Family::Utf8 && !opt_.lenient && enc_->getCharSet() == VYNCS_UTF8;
     stopOnBad_ = opt_.mode == OnError::Stop;
     keepBad_ = opt_.mode == OnError::Replace || opt_.mode == OnError::Escape;
@@ -347,8 +347,8 @@ StreamConverter::Result StreamConverter::run(int fd, std::string const& label, s
     stopped_ = false;
     inBig_ = opt_.from.bigEndian;
     bool bomPending = opt_.from.bom;
-    bool const unicodeIn = family_ == Family::Utf8 || family_ == Family::Utf16 ||
-                           family_ == Family::Utf32;
+    bool const unicodeIn =
+        family_ == Family::Utf8 || family_ == Family::Utf16 || family_ == Family::Utf32;
     skipSignature_ = opt_.removeSignature && unicodeIn;
     size_t keep = 0;
     uint64_t total = 0;
@@ -540,7 +540,8 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
                 if (c1 < static_cast<uint8_t>(in >> 8) || c1 > static_cast<uint8_t>(in >> 16) ||
                     (c2 & 0xC0) != 0x80)
                     break;
-                pv[k++] = static_cast<unsigned short>((c0 & 0x0F) << 12 | (c1 & 0x3F) << 6 | (c2 & 0x3F));
+                pv[k++] =
+                    static_cast<unsigned short>((c0 & 0x0F) << 12 | (c1 & 0x3F) << 6 | (c2 & 0x3F));
                 i += 3;
                 if (i < n) in = kUtf8Lead[p[i]];
             }
@@ -550,9 +551,11 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
             // One byte, one unit (or none when dropped), without a branch on
             // which: random input mispredicts any.
             size_t const isBad = len ^ 1;
-            if (__builtin_expect(isBad & (base_ + i < noteBelow_), 0)) noteBad(base_ + i, i, 1, false);
+            if (__builtin_expect(isBad & (base_ + i < noteBelow_), 0))
+                noteBad(base_ + i, i, 1, false);
             pv[k] = isBad ? 0xFFFD : b;
-            segs[segCount] = {uint32_t(i), 1, uint32_t(k), keepBad_ ? SegKind::Unit : SegKind::Gone};
+            segs[segCount] = {uint32_t(i), 1, uint32_t(k),
+                              keepBad_ ? SegKind::Unit : SegKind::Gone};
             segCount += isBad;
             problems += isBad;
             k += 1 - (isBad & dropBad);
@@ -978,8 +981,8 @@ void StreamConverter::noteBad(uint64_t off, size_t at, size_t len, bool truncate
 bool StreamConverter::emit(unsigned char* data, size_t n) {
     if (!wroteSignature_) {
         wroteSignature_ = true;
-        bool const unicodeOut = opt_.to.cs == VYNCS_UTF8 || opt_.to.cs == VYNCS_UTF16 ||
-                                opt_.to.cs == VYNCS_UTF32;
+        bool const unicodeOut =
+            opt_.to.cs == VYNCS_UTF8 || opt_.to.cs == VYNCS_UTF16 || opt_.to.cs == VYNCS_UTF32;
         if (opt_.to.bom || (opt_.addSignature && unicodeOut)) {
             unsigned short sig[2 + kPad] = {0xFEFF};
             unsigned char b[16];
@@ -1018,7 +1021,7 @@ StreamConverter::Result StreamConverter::flushPivot(bool final) {
         }
         if (n <= start) return Ok;
         return emit(reinterpret_cast<unsigned char*>(&pivot_[start]), 2 * (n - start)) ? Ok
-                                                                                   : WriteError;
+                                                                                       : WriteError;
     }
     if (nulSeen_)
         for (size_t i = start; i < n; ++i) {
@@ -1057,7 +1060,8 @@ StreamConverter::Result StreamConverter::encodeSpan(size_t a, size_t b) {
 // Characters the tool itself rules out of the target: above 0x7F in ASCII,
 // pairs in UCS-2.
 bool StreamConverter::unconvertible(unsigned short const* u, size_t len) const {
-    return (opt_.to.ascii && u[0] > 0x7F) || (opt_.to.ucs2 && (len == 2 || isHigh(u[0]) || isLow(u[0])));
+    return (opt_.to.ascii && u[0] > 0x7F) ||
+           (opt_.to.ucs2 && (len == 2 || isHigh(u[0]) || isLow(u[0])));
 }
 
 size_t StreamConverter::encodeOne(unsigned short const* u, size_t n, ILLCHAR_OPTYPE op, bool* flag,
@@ -1103,7 +1107,8 @@ size_t StreamConverter::transliterate(unsigned short const* u, size_t len, unsig
 StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
     size_t const n = b - a;
     unsigned short* u = &pivot_[a];
-    if (outBuf_.size() < n * kMaxOutPerUnit + kPad) outBuf_.resize(kBatch * kMaxOutPerUnit + 2 * kPad);
+    if (outBuf_.size() < n * kMaxOutPerUnit + kPad)
+        outBuf_.resize(kBatch * kMaxOutPerUnit + 2 * kPad);
     // Lone high surrogates end some encoders' output silently, and the tool's
     // own limits are not the converter's: both take the careful path.
     bool careful = false;
@@ -1152,8 +1157,8 @@ StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
                     encodeNoted_ = true;
                     uint64_t off = offsetOfUnit(a + i);
                     if (earlier(off))
-                        note(off, describeChar(u + i, len) + " cannot be written in " +
-                                      opt_.to.name);
+                        note(off,
+                             describeChar(u + i, len) + " cannot be written in " + opt_.to.name);
                 }
             }
             if (got == 0) {
@@ -1168,8 +1173,8 @@ StreamConverter::Result StreamConverter::encodeBatch(size_t a, size_t b) {
                     char txt[24] = "?";
                     if (opt_.mode == OnError::Escape) {
                         if (len == 2)
-                            std::snprintf(txt, sizeof txt, "U+%04X", 0x10000 +
-                                              ((u[i] - 0xD800) << 10) + (u[i + 1] - 0xDC00));
+                            std::snprintf(txt, sizeof txt, "U+%04X",
+                                          0x10000 + ((u[i] - 0xD800) << 10) + (u[i + 1] - 0xDC00));
                         else
                             std::snprintf(txt, sizeof txt, "U+%04X", u[i]);
                     }

@@ -36,7 +36,7 @@ public:
 
 // The first problem in input order over all inputs, and how many there were.
 struct Problem {
-    size_t input = 0; // index of the input it is in
+    size_t input = 0;  // index of the input it is in
     std::string where; // input label
     uint64_t offset = 0;
     std::string what;
@@ -49,7 +49,7 @@ struct StreamOptions {
     bool translit = false;     // approximate what the target cannot hold
     bool addSignature = false; // U+FEFF first in a Unicode output
     bool removeSignature = false;
-    size_t chunk = 0;          // bytes read at a time; 0: the default
+    size_t chunk = 0; // bytes read at a time; 0: the default
 };
 
 constexpr size_t kDefaultChunk = 64 * 1024;

@@ -19,6 +19,17 @@ if(TARGET vynconv)
       COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/cli_test.sh ${VYNCONV} ${VYNCONV_DATA} long)
     set_tests_properties(vynconv_long PROPERTIES LABELS "cli;long" TIMEOUT 1800)
   endif()
+  # The committed //TRANSLIT table is what its generator makes of the data.
+  find_package(Python3 COMPONENTS Interpreter)
+  if(Python3_Interpreter_FOUND)
+    set(TRANSLIT_DIR ${PROJECT_SOURCE_DIR}/tools/vynconv)
+    add_test(NAME vynconv_translit_regenerate
+      COMMAND sh -c "'${Python3_EXECUTABLE}' '${TRANSLIT_DIR}/gen_translit.py' \
+        '${PROJECT_SOURCE_DIR}/src/vynulib/unicode/data/UnicodeData-2.0.14.txt' \
+        '${TRANSLIT_DIR}/translit-extra.txt' '${CMAKE_CURRENT_BINARY_DIR}/translit_table.inc' && \
+        cmp '${CMAKE_CURRENT_BINARY_DIR}/translit_table.inc' '${TRANSLIT_DIR}/translit_table.inc'")
+    set_tests_properties(vynconv_translit_regenerate PROPERTIES LABELS cli)
+  endif()
   set(SAMPLE ${PROJECT_SOURCE_DIR}/examples/sample-utf8.txt)
   add_test(NAME vynconv_round_trip_through_utf16
     COMMAND sh -c "'${VYNCONV}' -f 65001 -t 1200 '${SAMPLE}' | '${VYNCONV}' -f 1200 -t 65001 | cmp - '${SAMPLE}'")

@@ -118,7 +118,7 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
                    (opt_.lenient && (family_ == Family::Utf8 || family_ == Family::Utf16 ||
                                      family_ == Family::Utf32));
     buf_.resize(opt_.chunk + kHold + kPad);
-    segs_.resize(opt_.chunk + kHold + kPad);
+    segs_.resize(4096);
     uint16_t const one = 1;
     uint8_t firstByte;
     std::memcpy(&firstByte, &one, 1);
@@ -420,6 +420,7 @@ inline bool StreamConverter::bad(size_t at, size_t len, bool truncated) {
         stopped_ = true;
         return false;
     }
+    if (__builtin_expect(segCount_ + 1 >= segs_.size(), 0)) segs_.resize(2 * segs_.size());
     segs_[segCount_++] = {uint32_t(at), uint32_t(len), uint32_t(pivotLen_),
                           keepBad_ ? SegKind::Unit : SegKind::Gone};
     if (keepBad_) {
@@ -475,6 +476,7 @@ size_t StreamConverter::decodeRegion(size_t n, bool eof) {
         }
         decodeLibraryRun(a, z, false);
         if (stopped_) return z;
+        if (segCount_ + 1 >= segs_.size()) segs_.resize(2 * segs_.size());
         segs_[segCount_++] = {uint32_t(z), uint32_t(inUnit_), uint32_t(pivotLen_), SegKind::Unit};
         pivotRoom(1)[0] = 0;
         ++pivotLen_;
@@ -504,6 +506,8 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
     unsigned short* pv = pivotRoom(n) - pivotLen_;
     size_t k = pivotLen_, i = 0;
     bool nul = false;
+    // At most one record a byte: room for all of them before the loop.
+    if (segs_.size() < segCount_ + n + kPad) segs_.resize(segCount_ + n + kPad);
     Seg* const segs = segs_.data();
     size_t segCount = segCount_, problems = 0;
     size_t const dropBad = keepBad_ ? 0 : 1;

@@ -178,8 +178,8 @@ int readArgs(int argc, char** argv, Options* o) {
                 if (!need(&v)) return usage("--chunk-size needs a number");
                 char* end = nullptr;
                 unsigned long long n = std::strtoull(v.c_str(), &end, 10);
-                if (v.empty() || *end || v[0] == '-' || n < 1 || n > (256ull << 20))
-                    return usage("--chunk-size: '" + v + "' is not a size from 1 to 268435456");
+                if (v.empty() || *end || v[0] == '-' || n < 1 || n > (16ull << 20))
+                    return usage("--chunk-size: '" + v + "' is not a size from 1 to 16777216");
                 o->stream.chunk = static_cast<size_t>(n);
             } else if (opt == "--path") {
                 o->pathMode = true;

@@ -273,6 +273,10 @@ group_bom() {
     check "[$opts $from->$to $in] $got" test "$got" = "$want"
   done <<'T'
 |UTF-16|UTF-8|\376\377\0A\0B|4142
+--chunk-size 1|UTF-16|UTF-8|\376\377\0A\0B|4142
+--chunk-size 1|UTF-32|UTF-8|\0\0\376\377\0\0\0A|41
+--chunk-size 1 --remove-signature|UTF-8|UTF-8|\357\273\277A|41
+--chunk-size 2 --remove-signature|UTF-8|UTF-16LE|\357\273\277A|4100
 |UTF-16|UTF-8|\377\376A\0B\0|4142
 |UTF-16|UTF-8|A\0B\0|4142
 |UTF-16|UTF-8|\377\376A\0\377\376B\0|41efbbbf42

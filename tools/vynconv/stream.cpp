@@ -3,9 +3,9 @@
 // this file decides what to hand them and reads back what they did.
 //
 // Every input byte is looked at a bounded number of times: a region is cut at a
-// place found within kLookBack bytes of its end, or else where the decoding
-// itself stopped; an invalid character costs a few converter calls on at most
-// kWindow bytes.
+// place found within a bounded distance of its end, or else where the decoding
+// itself stopped; an invalid character costs a few converter calls on a window
+// of a few bytes after the last one.
 #include "stream.h"
 
 #include "translit.h"
@@ -27,8 +27,10 @@ constexpr size_t kPad = 16;
 // Most bytes a region keeps for the next one (a cut searched this far back).
 constexpr size_t kLookBack = 64;
 constexpr size_t kHold = 2 * kLookBack;
+// Windows for locating invalid characters: small after one, growing while
+// the input is clean.
+constexpr size_t kMinWindow = 16, kMaxWindow = 4096;
 // Bytes decoded per converter call while locating invalid characters.
-constexpr size_t kWindow = 256;
 // UTF-16 units encoded per converter call.
 constexpr size_t kBatch = 16384;
 // Output bytes one UTF-16 unit can become: six UTF-32 values of an escape.
@@ -117,7 +119,11 @@ StreamConverter::StreamConverter(StreamOptions const& opt, Output& out)
     mayHaveLone_ = family_ == Family::Utf16Esc ||
                    (opt_.lenient && (family_ == Family::Utf8 || family_ == Family::Utf16 ||
                                      family_ == Family::Utf32));
-    buf_.resize(opt_.chunk + kHold + kPad);
+    // The multibyte sets look back up to half a chunk for a byte that ends a
+    // character (text in them may go long without one): the buffer holds what
+    // such a cut keeps back.
+    lookBack_ = family_ == Family::Multi ? std::max(kLookBack, opt_.chunk / 2) : kLookBack;
+    buf_.resize(opt_.chunk + lookBack_ + kHold + kPad);
     segs_.resize(4096);
     uint16_t const one = 1;
     uint8_t firstByte;
@@ -187,10 +193,10 @@ void StreamConverter::setRules() {
 }
 
 // The last place in buf_[0, n) where the input may be cut without splitting a
-// character, looking back at most kLookBack bytes; kNone when there is none.
+// character, looking back at most lookBack_ bytes; kNone when there is none.
 size_t StreamConverter::cutPoint(size_t n) const {
     uint8_t const* p = buf_.data();
-    size_t const stop = n > kLookBack ? n - kLookBack : 0;
+    size_t const stop = n > lookBack_ ? n - lookBack_ : 0;
     switch (family_) {
     case Family::Sbcs:
     case Family::Ascii:
@@ -880,22 +886,25 @@ void StreamConverter::checkSbcs(size_t unit0, size_t a, size_t b) {
     pivotLen_ = w;
 }
 
-// Locates invalid characters in buf_[a, b) through the converter's stops,
-// kWindow bytes at a time so that each costs bounded work. Unless final, a
+// Locates invalid characters in buf_[a, b) through the converter's stops, a
+// window at a time (short after an invalid character, so that each costs
+// bounded work; growing over clean input). Unless final, a
 // character cut short by b is left for the next region: returns where it
 // starts.
 size_t StreamConverter::decodeSlow(size_t a, size_t b, bool final, bool atEnd) {
-    size_t q = a;
+    size_t q = a, window = kMinWindow;
     while (q < b) {
-        size_t const w = std::min(b, q + kWindow);
+        size_t const w = std::min(b, q + window);
         unsigned short* dst = pivotRoom(w - q + 1);
         bool flag = false;
         size_t u = decodeSpan(q, w, ILLCHAR_STOP, &flag, dst);
         if (!flag) {
             pivotLen_ += u;
             q = w;
+            window = std::min(window + window / 2, kMaxWindow);
             continue;
         }
+        window = kMinWindow;
         size_t e = q + prefixFor(q, w, u);
         pivotLen_ += u;
         if (w < b && e + maxUnit_ > w) { // perhaps cut by the window: look again

@@ -127,6 +127,7 @@ private:
     bool pairsLearned_ = false;
     std::vector<uint8_t> lead_, trail_;
     size_t inUnit_, outNul_, maxUnit_;
+    size_t lookBack_ = 0; // how far back a cut is looked for
     Output& out_;
 
     std::string label_;

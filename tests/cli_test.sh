@@ -634,7 +634,10 @@ group_signals() {
   # The temporary file goes with every signal that can be caught; a signal
   # inherited as ignored stays ignored (nohup).
   printf 'abc\n' >in
-  for sig in HUP INT QUIT TERM PIPE USR1 ALRM XFSZ XCPU; do
+  # Under the sanitizers, theirs handle the faults.
+  local sigs="HUP INT QUIT TERM PIPE USR1 ALRM XFSZ XCPU ABRT"
+  [ -z "${VYN_CLI_SANITIZED:-}" ] && sigs="$sigs SEGV BUS"
+  for sig in $sigs; do
     rm -f slow out out.vynconv-*
     mkfifo slow
     env --default-signal "$V" -f UTF-8 -t LATIN1 -o out slow &
@@ -694,9 +697,9 @@ grows_linearly() { # what small-file large-file command...
 
 group_linear() {
   # 8 MiB of 0x80 and of 0xFF in every set, and a long UTF-8 paragraph with
-  # no newline read as every multibyte set. Smaller under sanitizers.
+  # no newline read as every multibyte set. Smaller under the sanitizers.
   local mib=1048576 scale=8
-  [ -n "${VYN_CLI_SMALL:-}" ] && mib=131072
+  [ -n "${VYN_CLI_SANITIZED:-}" ] && mib=131072
   for b in 200 377; do
     head -c $mib /dev/zero | tr '\0' "\\$b" >s$b
     head -c $((mib * scale)) /dev/zero | tr '\0' "\\$b" >l$b
@@ -706,7 +709,7 @@ group_linear() {
   head -c $((2 * mib)) para >sp
   for i in 1 2 3 4 5 6 7 8; do cat sp; done >lp
   local limit=""
-  [ -z "${VYN_CLI_SMALL:-}" ] && limit=65536
+  [ -z "${VYN_CLI_SANITIZED:-}" ] && limit=65536
   for n in $(served) ASCII UTF-16BE UTF-32BE; do
     for b in 200 377; do
       grows_linearly "set $n byte \\$b" s$b l$b "$V" -q -f "$n" -t UTF-16LE

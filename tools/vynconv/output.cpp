@@ -21,7 +21,8 @@ volatile std::sig_atomic_t g_haveTemp = 0;
 
 // Every signal whose default action ends the process and that can be caught.
 int const kSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM,   SIGPIPE, SIGALRM, SIGUSR1,
-                        SIGUSR2, SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGTRAP, SIGPOLL};
+                        SIGUSR2, SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGTRAP, SIGPOLL,
+                        SIGABRT, SIGBUS,  SIGFPE,  SIGILL,    SIGSEGV, SIGSYS};
 struct sigaction g_old[sizeof kSignals / sizeof kSignals[0]];
 bool g_watching = false;
 
@@ -31,7 +32,9 @@ extern "C" void removeTempAndDie(int sig) {
     ::raise(sig);
 }
 
-// Signals inherited as ignored (nohup) stay ignored.
+// Only signals left at their default action are taken over: one inherited as
+// ignored (nohup) stays ignored, and a handler already in place (a sanitizer's)
+// stays in place.
 void watchSignals(bool on) {
     if (on == g_watching) return;
     g_watching = on;
@@ -41,7 +44,7 @@ void watchSignals(bool on) {
             continue;
         }
         ::sigaction(kSignals[i], nullptr, &g_old[i]);
-        if (g_old[i].sa_handler == SIG_IGN) continue;
+        if (g_old[i].sa_handler != SIG_DFL) continue;
         struct sigaction sa;
         std::memset(&sa, 0, sizeof sa);
         sa.sa_handler = removeTempAndDie;

@@ -190,6 +190,27 @@ void StreamConverter::setRules() {
         family_ = opt_.from.ascii ? Family::Ascii : Family::Sbcs;
         break;
     }
+    // The two-byte sets follow the pair rule read off the converter, except
+    // Shift_JIS-2004, some of whose characters give two units.
+    pairRule_ = family_ == Family::Multi && maxUnit_ == 2 && dec_->getCharSet() != VYNCS_SJIS0213;
+    if (pairRule_) learnPairs();
+}
+
+// Double-byte sets: which bytes lead a pair and which may follow, read off
+// the converter itself (a lead byte and a trail byte make one character, and
+// one unit, whether mapped or not; anything else is one byte).
+void StreamConverter::learnPairs() {
+    lead_.assign(256, 0);
+    trail_.assign(256, 0);
+    uint8_t t[4 + kPad] = {};
+    unsigned short u[8];
+    for (unsigned b = 1; b < 256; ++b)
+        for (unsigned c = 1; c < 256; ++c) {
+            t[0] = static_cast<uint8_t>(b);
+            t[1] = static_cast<uint8_t>(c);
+            bool flag;
+            if (dec_->toUTF16(u, t, 4, ILLCHAR_REPLACE, &flag, 2) == 1) lead_[b] = trail_[c] = 1;
+        }
 }
 
 // The last place in buf_[0, n) where the input may be cut without splitting a
@@ -226,7 +247,9 @@ size_t StreamConverter::cutPoint(size_t n) const {
     case Family::Multi:
         for (size_t i = n; i > stop;) {
             uint8_t b = p[--i];
-            if (b < safeBelow_ && !(gb18030_ && b >= '0' && b <= '9')) return i + 1;
+            // A byte that never leads a pair ends a character.
+            if (pairRule_ ? !lead_[b] : b < safeBelow_ && !(gb18030_ && b >= '0' && b <= '9'))
+                return i + 1;
         }
         return kNone;
     }
@@ -815,24 +838,6 @@ void StreamConverter::decodeLibraryRun(size_t a, size_t b, bool atEnd) {
     }
 }
 
-// Double-byte sets: which bytes lead a pair and which may follow, read off
-// the converter itself (a lead byte and a trail byte make one character, and
-// one unit, whether mapped or not; anything else is one byte).
-void StreamConverter::learnPairs() {
-    pairsLearned_ = true;
-    lead_.assign(256, 0);
-    trail_.assign(256, 0);
-    uint8_t t[4 + kPad] = {};
-    unsigned short u[8];
-    for (unsigned b = 1; b < 256; ++b)
-        for (unsigned c = 1; c < 256; ++c) {
-            t[0] = static_cast<uint8_t>(b);
-            t[1] = static_cast<uint8_t>(c);
-            bool flag;
-            if (dec_->toUTF16(u, t, 4, ILLCHAR_REPLACE, &flag, 2) == 1) lead_[b] = trail_[c] = 1;
-        }
-}
-
 // The u units the converter made of buf_[a, b) at pivot unit0, matched to
 // their bytes by the pair rule: each U+FFFD is an invalid character. Returns
 // the bytes used (unless final, a lead byte at b waits for more), or kNone
@@ -840,9 +845,7 @@ void StreamConverter::learnPairs() {
 // units), so that the caller locates the problems the slow way.
 size_t StreamConverter::decodePairs(size_t unit0, size_t u, size_t a, size_t b, bool final,
                                     bool atEnd) {
-    // Shift_JIS-2004 has characters that give two units.
-    if (maxUnit_ != 2 || dec_->getCharSet() == VYNCS_SJIS0213) return kNone;
-    if (!pairsLearned_) learnPairs();
+    if (!pairRule_) return kNone;
     uint8_t const* p = buf_.data();
     uint8_t const* lead = lead_.data();
     uint8_t const* trail = trail_.data();

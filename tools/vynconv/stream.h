@@ -124,7 +124,7 @@ private:
     bool inBig_ = false, outBig_ = false;
     uint8_t safeBelow_ = 0; // Multi: bytes below this end a character
     bool gb18030_ = false;
-    bool pairsLearned_ = false;
+    bool pairRule_ = false; // lead_ and trail_ tell the characters' lengths
     std::vector<uint8_t> lead_, trail_;
     size_t inUnit_, outNul_, maxUnit_;
     size_t lookBack_ = 0; // how far back a cut is looked for

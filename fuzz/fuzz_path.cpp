@@ -99,7 +99,8 @@ Bytes toLocal(unsigned char const* src, int size, size_t term) {
     }
     check(r >= 0 && r < size);
     auto const* p = reinterpret_cast<unsigned char const*>(dst.get());
-    if (r > 0) check(static_cast<size_t>(r) + term <= static_cast<size_t>(size) && zeros(p + r, term));
+    if (r > 0)
+        check(static_cast<size_t>(r) + term <= static_cast<size_t>(size) && zeros(p + r, term));
     return Bytes(p, p + r);
 }
 

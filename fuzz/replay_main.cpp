@@ -29,8 +29,7 @@ namespace {
 bool collect(fs::path const& arg, std::vector<fs::path>& files) {
     std::error_code ec;
     if (fs::is_directory(arg, ec)) {
-        for (fs::recursive_directory_iterator it(arg, ec), end; !ec && it != end;
-             it.increment(ec))
+        for (fs::recursive_directory_iterator it(arg, ec), end; !ec && it != end; it.increment(ec))
             if (it->is_regular_file(ec)) files.push_back(it->path());
     } else if (fs::is_regular_file(arg, ec)) {
         files.push_back(arg);

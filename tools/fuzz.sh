@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Fuzzes every target (or the ones named) for SECONDS each, starting from its
 # committed seed corpus, then merges the inputs that reach new code into
-# fuzz/corpus/<target>/ (libFuzzer -merge=1 keeps only inputs that add
-# coverage). A target with locales (fuzz/CMakeLists.txt) shares its SECONDS
+# fuzz/corpus/<target>/ (libFuzzer -merge=1 -use_counters=0 keeps only inputs
+# that reach edges no corpus input reaches). A target with locales (fuzz/CMakeLists.txt) shares its SECONDS
 # among them, each run under its own LANG.
 #
 # Usage: tools/fuzz.sh [--no-merge] SECONDS [TARGET...]
+#        tools/fuzz.sh --minimise [TARGET...]
 #   --no-merge  leave fuzz/corpus/ as it is (what CI does)
+#   --minimise  no fuzzing: rebuild each corpus as the smallest set of its
+#               inputs that reaches the same edges (under every locale)
 # Builds the `fuzz` preset (clang, libFuzzer, AddressSanitizer and
 # UndefinedBehaviorSanitizer) in build-fuzz/. A finding is written to
 # build-fuzz/fuzz-findings/<target>/ and makes the script fail; reproduce it
@@ -16,16 +19,23 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 merge=1
+minimise=0
+seconds=0
 if [ "${1:-}" = --no-merge ]; then
   merge=0
   shift
+elif [ "${1:-}" = --minimise ]; then
+  minimise=1
+  shift
 fi
-if [ $# -lt 1 ] || ! [[ $1 =~ ^[0-9]+$ ]] || [ "$1" -lt 1 ]; then
-  echo "usage: tools/fuzz.sh [--no-merge] SECONDS [TARGET...]" >&2
-  exit 2
+if [ "${minimise}" = 0 ]; then
+  if [ $# -lt 1 ] || ! [[ $1 =~ ^[0-9]+$ ]] || [ "$1" -lt 1 ]; then
+    echo "usage: tools/fuzz.sh [--no-merge] SECONDS [TARGET...] | --minimise [TARGET...]" >&2
+    exit 2
+  fi
+  seconds=$1
+  shift
 fi
-seconds=$1
-shift
 jobs=${JOBS:-2}
 build=build-fuzz
 launcher=()
@@ -50,6 +60,38 @@ targets=("$@")
 
 export ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+# run_env LANG-or-- COMMAND...: the command under that locale only.
+run_env() {
+  local lang=$1
+  shift
+  if [ "${lang}" = - ]; then
+    env -u LC_ALL -u LC_CTYPE -u LANG "$@"
+  else
+    env -u LC_ALL -u LC_CTYPE LANG="${lang}" "$@"
+  fi
+}
+
+if [ "${minimise}" = 1 ]; then
+  for t in "${targets[@]}"; do
+    [ -n "${locales[${t}]+x}" ] || { echo "unknown fuzz target ${t}" >&2; exit 2; }
+    corpus=fuzz/corpus/${t}
+    fresh=${build}/fuzz-minimise/${t}
+    rm -rf "${fresh}"
+    mkdir -p "${fresh}"
+    read -r -a langs <<<"${locales[${t}]}"
+    [ ${#langs[@]} -gt 0 ] || langs=(-)
+    for lang in "${langs[@]}"; do
+      run_env "${lang}" "${build}/fuzz/${t}" -merge=1 -use_counters=0 "${fresh}" "${corpus}" \
+        >"${fresh}.log" 2>&1
+    done
+    before=$(find "${corpus}" -type f | wc -l)
+    find "${corpus}" -type f -delete
+    cp "${fresh}"/* "${corpus}"/
+    echo "${t}: ${before} -> $(find "${corpus}" -type f | wc -l) inputs"
+  done
+  exit 0
+fi
 findings=${build}/fuzz-findings
 work=${build}/fuzz-work
 rm -rf "${work}"
@@ -69,8 +111,6 @@ for t in "${targets[@]}"; do
   dict=()
   [ -f "fuzz/${t}.dict" ] && dict=(-dict="fuzz/${t}.dict")
   for lang in "${langs[@]}"; do
-    env=(env -u LC_ALL -u LC_CTYPE)
-    if [ "${lang}" = - ]; then env+=(-u LANG); else env+=(LANG="${lang}"); fi
     new=${work}/${t}-${lang}
     log=${work}/${t}-${lang}.log
     mkdir -p "${new}"
@@ -78,7 +118,7 @@ for t in "${targets[@]}"; do
     # New inputs go to ${new}; the committed corpus is only read.
     set +e
     TIMEFORMAT='%U %S'
-    { time "${env[@]}" "${bin}" -max_total_time="${share}" -timeout=10 -rss_limit_mb=2048 \
+    { time run_env "${lang}" "${bin}" -max_total_time="${share}" -timeout=10 -rss_limit_mb=2048 \
       -print_final_stats=1 "${dict[@]}" -artifact_prefix="${findings}/${t}/" \
       "${new}" "${corpus}" >"${log}" 2>&1; } 2>"${log}.time"
     rc=$?
@@ -95,7 +135,9 @@ for t in "${targets[@]}"; do
     merged=0
     if [ "${merge}" = 1 ] && [ "${rc}" -eq 0 ] && [ -n "$(ls -A "${new}")" ]; then
       before=$(find "${corpus}" -type f | wc -l)
-      "${env[@]}" "${bin}" -merge=1 "${corpus}" "${new}" >"${log}.merge" 2>&1
+      # Edges only (no hit counts): an input joins the corpus when it reaches
+      # code that no input there reaches, which keeps the corpus small.
+      run_env "${lang}" "${bin}" -merge=1 -use_counters=0 "${corpus}" "${new}" >"${log}.merge" 2>&1
       merged=$(($(find "${corpus}" -type f | wc -l) - before))
     fi
     summary+=("$(printf '%-18s %-16s %8s %12s %6s %6s  %s' "${t}" "${lang}" "${cpu}" \

@@ -5,6 +5,7 @@
 #include <vynulib/converters/LookupTable.h>
 #include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
+#include <vynulib/converters/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -139,6 +140,13 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
     if (maxSrc >= 0 && static_cast<unsigned long>(maxSrc) < n)
         n = static_cast<unsigned long>(maxSrc);
     unsigned long out = 0;
+    if (fwd[kIdentityFlag] && vyn::simd::g_oKernels.widen) {
+        // Every byte up to the terminator is its own unit.
+        std::size_t const len = strnlen(reinterpret_cast<char const*>(s), n);
+        vyn::simd::g_oKernels.widen(s, len, dst);
+        dst[len] = 0;
+        return len;
+    }
     if (fwd[kIdentityFlag]) {
         // Every byte is its own unit; the zero byte ends the text. Four at a
         // time while four fit, each byte read only after the one before it
@@ -212,7 +220,24 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     // Surrogates are looked up one unit at a time: a supplementary character
     // becomes two replacements.
     unsigned long out;
-    if (fwd[kIdentityFlag]) {
+    auto const narrow = vyn::simd::g_oKernels.narrow;
+    if (fwd[kIdentityFlag] && narrow) {
+        // Units below 0x100 are the bytes; every unit read writes a byte or
+        // more, so no more than dstCap units are ever read.
+        std::size_t const len = vyn::simd::scanUnitsAt(src, dstCap);
+        std::size_t i = 0;
+        out = 0;
+        for (;;) {
+            std::size_t lim = len - i;
+            if (dstCap - out < lim) lim = dstCap - out;
+            std::size_t const k = narrow(src + i, lim, d + out, 0x100);
+            i += k;
+            out += k;
+            if (out >= dstCap || i >= len) break;
+            if (!putUnmappable(d, out, dstCap, op, illegal, src + i)) break;
+            ++i;
+        }
+    } else if (fwd[kIdentityFlag]) {
         // 1..0xFF are the bytes themselves.
         auto same = [](unsigned u) { return static_cast<unsigned char>(u - 1 < 0xFF ? u : 0); };
         out = encodeSbcs(same, d, src, dstCap, op, illegal);

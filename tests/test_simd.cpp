@@ -187,6 +187,55 @@ TEST(Simd, FixedWidthDecodersMatchScalar) {
     }
 }
 
+// The entry points take shortcuts when a text reads back unchanged; every
+// result must still be the one of the trip through UTF-16.
+TEST(Simd, EntryPointsMatchScalar) {
+    LevelGuard g;
+    std::mt19937 rng(14);
+    std::size_t const nPieces = sizeof kUtf8Pieces / sizeof *kUtf8Pieces;
+    VynCharSet const sets[] = {VYNCS_UTF8,   VYNCS_WCP1252,  VYNCS_WCP932,    VYNCS_WCP936,
+                               VYNCS_GB18030, VYNCS_UTF16ESC, VYNCS_ISO_8859_1, VYNCS_WCP874,
+                               VYNCS_UTF16,  VYNCS_UTF32,    VYNCS_EUC_JP};
+    unsigned long const sizes[] = {1, 2, 3, 4, 5, 17, 64, 65, 300};
+    for (int round = 0; round < 150; ++round) {
+        // A third well-formed (pieces 0-5), a third pure ASCII, a third anything.
+        std::string src = randomText<std::string>(rng, kUtf8Pieces, round % 3 == 1 ? 6 : nPieces,
+                                                  rng() % 40);
+        if (round % 3 == 0) // pure ASCII, with the odd "U+0041"
+            for (char& c : src) c = static_cast<char>(c & 0x7F ? c & 0x7F : 'U');
+        auto const* u8 = reinterpret_cast<unsigned char const*>(src.c_str());
+        for (VynCharSet cs : sets) {
+            for (unsigned long size : sizes) {
+                auto run = [&](std::vector<unsigned char>& out) {
+                    out.assign(size + 8, 0xEE);
+                    unsigned long r[4];
+                    r[0] = LocalToUTF8(out.data(), src.c_str(), size, cs);
+                    std::vector<unsigned char> b(size + 8, 0xEE);
+                    r[1] = UTF8ToLocal(reinterpret_cast<char*>(b.data()), u8, size, cs);
+                    out.insert(out.end(), b.begin(), b.end());
+                    std::vector<unsigned short> w(size + 8, 0xBEEF);
+                    r[2] = static_cast<unsigned long>(
+                        LocalToUTF16(w.data(), src.c_str(), static_cast<int>(size), cs));
+                    r[3] = UTF8ToUTF16(w.data() + 4, u8, size);
+                    out.insert(out.end(), reinterpret_cast<unsigned char*>(w.data()),
+                               reinterpret_cast<unsigned char*>(w.data() + w.size()));
+                    out.insert(out.end(), reinterpret_cast<unsigned char*>(r),
+                               reinterpret_cast<unsigned char*>(r + 4));
+                };
+                std::vector<unsigned char> want, got;
+                vyn::simd::setLevel(vyn::simd::kScalar);
+                run(want);
+                for (Level l : vectorLevels()) {
+                    vyn::simd::setLevel(l);
+                    run(got);
+                    ASSERT_EQ(got, want) << vyn::simd::levelName(l) << " set " << cs << " size "
+                                         << size << " round " << round;
+                }
+            }
+        }
+    }
+}
+
 // Text that ends right before an unmapped page: the scans read whole aligned
 // blocks and must never touch the next page, with the terminator at every
 // offset of the last 128 bytes and the text starting at every offset.

@@ -7,6 +7,7 @@
 
 #include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynSimd.h>
+#include <vynulib/converters/VynUtf8Known.h>
 
 using namespace vyn::detail;
 
@@ -26,7 +27,8 @@ inline bool isCont(unsigned char c) {
 // and *p != 0 (and, with a limit, p < lim); *illegal is already cleared.
 template <bool kLimited>
 unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned long n,
-                         bool* illegal, unsigned char const* lim) {
+                         bool* illegal, unsigned char const* lim,
+                         unsigned char const* known = nullptr) {
     auto bad = [illegal] {
         if (illegal) *illegal = true;
     };
@@ -37,8 +39,8 @@ unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned l
     vyn::simd::Kernels const& kern = vyn::simd::g_oKernels;
     auto const vec = kern.utf8ToUtf16;
     bool const multi = kern.utf8Multibyte;
-    unsigned char const* known = p;
-    if (vec) {
+    if (!vec || known == nullptr) known = p;
+    if (vec && known == p) {
         std::size_t bound = vyn::simd::satAdd(vyn::simd::satMul(n, 3), 66);
         if (kLimited && static_cast<std::size_t>(lim - p) < bound)
             bound = static_cast<std::size_t>(lim - p);
@@ -131,6 +133,13 @@ unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned l
 }
 
 } // namespace
+
+unsigned long vyn::detail::utf8ToUtf16Known(unsigned short* dst, unsigned char const* src,
+                                            unsigned long len, unsigned long cap, bool* illegal) {
+    if (illegal) *illegal = false;
+    if (cap == 0 || len == 0) return emptyResult(dst);
+    return decodeUtf8<false>(dst, src, cap, illegal, nullptr, src + len);
+}
 
 VynCharSetConverterUTF8::~VynCharSetConverterUTF8() = default;
 

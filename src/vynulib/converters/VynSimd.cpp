@@ -35,8 +35,8 @@ std::size_t scanUnitsScalar(unsigned short const* s, std::size_t max) {
     return i;
 }
 
-constexpr Kernels kScalarKernels = {nullptr, false, nullptr, false, nullptr,        nullptr,
-                                nullptr, nullptr, nullptr, scanUnitsScalar};
+constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           nullptr, nullptr,
+                                    nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr};
 
 #ifdef VYN_SIMD_X86
 
@@ -158,6 +158,20 @@ std::size_t utf16ToUtf32Sse2(unsigned short const* s, std::size_t len, unsigned 
     return i;
 }
 
+std::size_t asciiPrefixSse2(unsigned char const* s, std::size_t len) {
+    std::size_t i = 0;
+    for (; i + 16 <= len; i += 16) {
+        int const m = _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<__m128i const*>(s + i)));
+        if (m != 0) return i + static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(m)));
+    }
+    while (i < len && s[i] < 0x80) ++i;
+    return i;
+}
+
+bool asciiOnlySse2(unsigned char const* s, std::size_t len) {
+    return asciiPrefixSse2(s, len) == len;
+}
+
 // s is 2-aligned.
 VYN_WHOLE_BLOCK_READS std::size_t scanUnitsSse2(unsigned short const* s, std::size_t max) {
     if (max == 0) return 0;
@@ -262,6 +276,20 @@ VYN_AVX2 void widenAvx2(unsigned char const* s, std::size_t len, unsigned short*
 VYN_AVX2 std::size_t widenAsciiAvx2(unsigned char const* s, std::size_t len, unsigned short* d) {
     std::size_t dummy;
     return utf8ToUtf16Avx2(s, len, d, len, &dummy);
+}
+
+VYN_AVX2 std::size_t asciiPrefixAvx2(unsigned char const* s, std::size_t len) {
+    std::size_t i = 0;
+    for (; i + 32 <= len; i += 32) {
+        unsigned const m = static_cast<unsigned>(
+            _mm256_movemask_epi8(_mm256_loadu_si256(reinterpret_cast<__m256i const*>(s + i))));
+        if (m != 0) return i + static_cast<unsigned>(__builtin_ctz(m));
+    }
+    return i + asciiPrefixSse2(s + i, len - i);
+}
+
+VYN_AVX2 bool asciiOnlyAvx2(unsigned char const* s, std::size_t len) {
+    return asciiPrefixAvx2(s, len) == len;
 }
 
 // s is 2-aligned. See scanUnitsSse2.
@@ -541,6 +569,55 @@ VYN_AVX512 std::size_t utf16ToUtf32Avx512(unsigned short const* s, std::size_t l
     return i;
 }
 
+VYN_AVX512 std::size_t asciiPrefixAvx512(unsigned char const* s, std::size_t len) {
+    std::size_t i = 0;
+    while (i < len) {
+        std::size_t const k = len - i < 64 ? len - i : 64;
+        std::uint64_t const hi =
+            _mm512_movepi8_mask(_mm512_maskz_loadu_epi8(lowBits64(k), s + i));
+        if (hi != 0) return i + static_cast<unsigned>(__builtin_ctzll(hi));
+        i += k;
+    }
+    return i;
+}
+
+// 64 bytes a step; the followers a sequence near the end of a step asks for
+// are carried into the next step as bits 0 and 1.
+VYN_AVX512 bool utf8StrictAvx512(unsigned char const* s, std::size_t len) {
+    __m512i const c2 = _mm512_set1_epi8(static_cast<char>(0xC2));
+    __m512i const c0 = _mm512_set1_epi8(static_cast<char>(0xC0));
+    __m512i const e0 = _mm512_set1_epi8(static_cast<char>(0xE0));
+    __m512i const ed = _mm512_set1_epi8(static_cast<char>(0xED));
+    __m512i const f0 = _mm512_set1_epi8(static_cast<char>(0xF0));
+    __m512i const a0 = _mm512_set1_epi8(static_cast<char>(0xA0));
+    std::uint64_t carry = 0;
+    for (std::size_t i = 0; i < len; i += 64) {
+        std::size_t const k = len - i < 64 ? len - i : 64;
+        __mmask64 const km = lowBits64(k);
+        __m512i const v = _mm512_maskz_loadu_epi8(km, s + i);
+        std::uint64_t const hi = _mm512_movepi8_mask(v);
+        if (hi == 0 && carry == 0) continue;
+        // The byte after each position (0 past the end).
+        std::size_t const after = len - i - 1 < 64 ? len - i - 1 : 64;
+        __m512i const next = _mm512_maskz_loadu_epi8(lowBits64(after), s + i + 1);
+        std::uint64_t const ge_c0 = _mm512_cmpge_epu8_mask(v, c0);
+        std::uint64_t const ge_e0 = _mm512_cmpge_epu8_mask(v, e0);
+        std::uint64_t const cont = hi & ~ge_c0;
+        std::uint64_t const l2 = ge_c0 & ~ge_e0;
+        std::uint64_t const l3 = ge_e0;
+        std::uint64_t const need = (l2 << 1) | (l3 << 1) | (l3 << 2) | carry;
+        std::uint64_t bad = (need ^ cont) | _mm512_cmpge_epu8_mask(v, f0) |
+                            (ge_c0 & _mm512_cmplt_epu8_mask(v, c2));
+        std::uint64_t const nextLow = _mm512_cmplt_epu8_mask(next, a0);
+        bad |= _mm512_cmpeq_epi8_mask(v, e0) & nextLow;  // overlong three-byte form
+        bad |= _mm512_cmpeq_epi8_mask(v, ed) & ~nextLow; // a surrogate
+        if ((bad & km) != 0) return false;
+        if (k < 64) return ((need >> k) & 3) == 0;
+        carry = (l2 >> 63) | (l3 >> 63) | (l3 >> 62) | ((l3 >> 63) << 1);
+    }
+    return carry == 0;
+}
+
 // s is 2-aligned. See scanUnitsSse2.
 VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short const* s,
                                                              std::size_t max) {
@@ -566,15 +643,15 @@ VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short cons
 constexpr Kernels kSse2Kernels = {utf8ToUtf16Sse2,  false,          utf16ToUtf8Sse2,
                               false,            widenSse2,      widenAsciiSse2,
                               narrowSse2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
-                              scanUnitsSse2};
+                              scanUnitsSse2,    asciiPrefixSse2, asciiOnlySse2};
 constexpr Kernels kAvx2Kernels = {utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2,
                               false,            widenAvx2,      widenAsciiAvx2,
                               narrowAvx2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
-                              scanUnitsAvx2};
+                              scanUnitsAvx2,    asciiPrefixAvx2, asciiOnlyAvx2};
 constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,           utf16ToUtf8Avx512,
                                 true,               widenAvx512,    widenAsciiAvx512,
                                 narrowAvx512,       utf32ToUtf16Avx512, utf16ToUtf32Avx512,
-                                scanUnitsAvx512};
+                                scanUnitsAvx512,    asciiPrefixAvx512,  utf8StrictAvx512};
 
 Level cpuLevel() {
     __builtin_cpu_init();

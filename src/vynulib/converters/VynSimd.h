@@ -52,6 +52,13 @@ struct Kernels {
     std::size_t (*utf16ToUtf32)(unsigned short const* s, std::size_t len, unsigned char* d);
     // Units before the first zero unit, at most max.
     std::size_t (*scanUnits)(unsigned short const* s, std::size_t max);
+    // Bytes below 0x80 at the start of s[0..len).
+    std::size_t (*asciiPrefix)(unsigned char const* s, std::size_t len);
+    // True when s[0..len) is made of whole sequences of one to three bytes,
+    // none overlong and none a surrogate: text that decodes without a flag
+    // and encodes back to the same bytes. False may also mean "not checked"
+    // (the ASCII-only kernels say false for any byte above 0x7F).
+    bool (*utf8Strict)(unsigned char const* s, std::size_t len);
 };
 
 // The kernels in use. Set at load (VYNULIB_SIMD=scalar|sse2|avx2|avx512 caps

@@ -193,9 +193,11 @@ TEST(Simd, EntryPointsMatchScalar) {
     LevelGuard g;
     std::mt19937 rng(14);
     std::size_t const nPieces = sizeof kUtf8Pieces / sizeof *kUtf8Pieces;
-    VynCharSet const sets[] = {VYNCS_UTF8,   VYNCS_WCP1252,  VYNCS_WCP932,    VYNCS_WCP936,
+    // Byte sets only: a UTF-16 or UTF-32 "local" text would be read past
+    // the end of these byte strings.
+    VynCharSet const sets[] = {VYNCS_UTF8,    VYNCS_WCP1252,  VYNCS_WCP932,     VYNCS_WCP936,
                                VYNCS_GB18030, VYNCS_UTF16ESC, VYNCS_ISO_8859_1, VYNCS_WCP874,
-                               VYNCS_UTF16,  VYNCS_UTF32,    VYNCS_EUC_JP};
+                               VYNCS_EUC_JP};
     unsigned long const sizes[] = {1, 2, 3, 4, 5, 17, 64, 65, 300};
     for (int round = 0; round < 150; ++round) {
         // A third well-formed (pieces 0-5), a third pure ASCII, a third anything.

@@ -6,6 +6,8 @@
 // (0x90 0x30 0x81 0x30) are code points plus 189000.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
+#include <vector>
+
 #include <vynulib/converters/LookupTable.h>
 #include <vynulib/converters/VynConvertCommon.h>
 #include <vynulib/converters/VynMutex.h>
@@ -113,6 +115,36 @@ sGBRange const* VynCharSetConverterGB18030::getUni2GBRange(unsigned int unit) co
 
 namespace {
 
+// The four-byte BMP area and the range-mapped units, one lookup each: the
+// ranges searched once for every key and unit, at first use (after load, so
+// the searches take the index). The range tables are shared by every
+// instance, so one copy serves them all.
+struct DirectRanges {
+    unsigned decode(unsigned key) const {
+        unsigned const i = key - kFourByteBase;
+        return i < m_aDecode.size() ? m_aDecode[i] : 0;
+    }
+    std::vector<unsigned> m_aDecode; // four-byte key - kFourByteBase -> value, 0: none
+    std::vector<unsigned> m_aEncode; // unit -> key, 0: none
+    explicit DirectRanges(VynCharSetConverterGB18030 const& cnv) : m_aEncode(0x10000) {
+        for (unsigned key = kFourByteBase; key < kSupplementaryKey; ++key) {
+            sGBRange const* r = findRange(cnv.getGB2UniRange(key), key);
+            if (!r) continue;
+            m_aDecode.resize(key - kFourByteBase + 1);
+            m_aDecode[key - kFourByteBase] = r->target + (key - r->first);
+        }
+        for (unsigned u = 0; u < 0x10000; ++u) {
+            sGBRange const* r = findRange(cnv.getUni2GBRange(u), u);
+            m_aEncode[u] = r ? r->target + (u - r->first) : 0;
+        }
+    }
+};
+
+DirectRanges const& directRanges(VynCharSetConverterGB18030 const& cnv) {
+    static DirectRanges const s_oRanges(cnv); // built once, under the language's guard
+    return s_oRanges;
+}
+
 // Decodes the character at s (s[0] is not the terminator). avail is how many
 // bytes may be read from s; bytes past a terminator are never read.
 Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned short> const& fwd,
@@ -137,8 +169,7 @@ Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned sh
             v = key - kKeyToScalar;
             if (v > 0x10FFFF) v = 0;
         } else {
-            sGBRange const* r = findRange(cnv.getGB2UniRange(key), key);
-            if (r) v = r->target + (key - r->first);
+            v = directRanges(cnv).decode(key);
         }
         return {v, 4, true};
     }
@@ -155,8 +186,7 @@ unsigned encodeKey(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned s
         return pairValue(u, lo) + kKeyToScalar;
     }
     if (unsigned code = rev.lookup(u)) return code;
-    sGBRange const* r = findRange(cnv.getUni2GBRange(u), u);
-    return r ? r->target + (u - r->first) : 0;
+    return directRanges(cnv).m_aEncode[u];
 }
 
 inline unsigned keyBytes(unsigned key) {

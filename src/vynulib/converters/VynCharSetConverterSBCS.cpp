@@ -159,6 +159,17 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
         }
         for (; out < n; ++out)
             if (!(dst[out] = s[out])) return out;
+    } else if (auto const map = vyn::simd::g_oKernels.mapBytes) {
+        // Table lookups a vector at a time up to the terminator; an unmapped
+        // byte is sorted out alone.
+        std::size_t const len = strnlen(reinterpret_cast<char const*>(s), n);
+        for (;;) {
+            out += map(s + out, len - out, dst + out, fwd);
+            if (out >= len) break;
+            unsigned short u = 0;
+            if (!replaceUnmapped(u, op, illegal)) break;
+            dst[out++] = u;
+        }
     } else {
         // Likewise; a zero from the table stops the fast loop, and the
         // byte is sorted out alone: the terminator, or an unmapped byte.

@@ -36,7 +36,8 @@ std::size_t scanUnitsScalar(unsigned short const* s, std::size_t max) {
 }
 
 constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           nullptr, nullptr,
-                                    nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr};
+                                    nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr,
+                                    nullptr};
 
 #ifdef VYN_SIMD_X86
 
@@ -618,6 +619,41 @@ VYN_AVX512 bool utf8StrictAvx512(unsigned char const* s, std::size_t len) {
     return carry == 0;
 }
 
+// The 256 units sit in eight registers; each byte picks its unit from the
+// pair of registers its low six bits index, and its top two bits pick the pair.
+VYN_AVX512 std::size_t mapBytesAvx512(unsigned char const* s, std::size_t len, unsigned short* d,
+                                      unsigned short const* table) {
+    __m512i t[8];
+    for (int k = 0; k < 8; ++k) t[k] = _mm512_loadu_si512(table + 32 * k);
+    __m512i const b6 = _mm512_set1_epi16(0x40);
+    __m512i const b7 = _mm512_set1_epi16(0x80);
+    std::size_t i = 0;
+    while (i < len) {
+        std::size_t const k = len - i < 32 ? len - i : 32;
+        __mmask32 km = lowBits32(k);
+        __m512i const idx = _mm512_cvtepu8_epi16(_mm256_maskz_loadu_epi8(km, s + i));
+        __m512i const r0 = _mm512_permutex2var_epi16(t[0], idx, t[1]);
+        __m512i const r1 = _mm512_permutex2var_epi16(t[2], idx, t[3]);
+        __m512i const r2 = _mm512_permutex2var_epi16(t[4], idx, t[5]);
+        __m512i const r3 = _mm512_permutex2var_epi16(t[6], idx, t[7]);
+        __mmask32 const m6 = _mm512_test_epi16_mask(idx, b6);
+        __mmask32 const m7 = _mm512_test_epi16_mask(idx, b7);
+        __m512i const lo = _mm512_mask_mov_epi16(r0, m6, r1);
+        __m512i const hi = _mm512_mask_mov_epi16(r2, m6, r3);
+        __m512i const u = _mm512_mask_mov_epi16(lo, m7, hi);
+        __mmask32 const none = _mm512_mask_cmpeq_epi16_mask(km, u, _mm512_setzero_si512());
+        std::size_t n = k;
+        if (none != 0) {
+            n = static_cast<unsigned>(__builtin_ctz(none));
+            km = lowBits32(n);
+        }
+        _mm512_mask_storeu_epi16(d + i, km, u);
+        i += n;
+        if (n < k) break;
+    }
+    return i;
+}
+
 // s is 2-aligned. See scanUnitsSse2.
 VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short const* s,
                                                              std::size_t max) {
@@ -643,15 +679,18 @@ VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short cons
 constexpr Kernels kSse2Kernels = {utf8ToUtf16Sse2,  false,          utf16ToUtf8Sse2,
                               false,            widenSse2,      widenAsciiSse2,
                               narrowSse2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
-                              scanUnitsSse2,    asciiPrefixSse2, asciiOnlySse2};
+                              scanUnitsSse2,    asciiPrefixSse2, asciiOnlySse2,
+                              nullptr};
 constexpr Kernels kAvx2Kernels = {utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2,
                               false,            widenAvx2,      widenAsciiAvx2,
                               narrowAvx2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
-                              scanUnitsAvx2,    asciiPrefixAvx2, asciiOnlyAvx2};
+                              scanUnitsAvx2,    asciiPrefixAvx2, asciiOnlyAvx2,
+                              nullptr};
 constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,           utf16ToUtf8Avx512,
                                 true,               widenAvx512,    widenAsciiAvx512,
                                 narrowAvx512,       utf32ToUtf16Avx512, utf16ToUtf32Avx512,
-                                scanUnitsAvx512,    asciiPrefixAvx512,  utf8StrictAvx512};
+                                scanUnitsAvx512,    asciiPrefixAvx512,  utf8StrictAvx512,
+                                mapBytesAvx512};
 
 Level cpuLevel() {
     __builtin_cpu_init();

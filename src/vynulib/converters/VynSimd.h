@@ -59,6 +59,11 @@ struct Kernels {
     // and encodes back to the same bytes. False may also mean "not checked"
     // (the ASCII-only kernels say false for any byte above 0x7F).
     bool (*utf8Strict)(unsigned char const* s, std::size_t len);
+    // Bytes to units through a table of 256 units; stops at the first byte
+    // whose unit is 0 (unmapped). Returns the count. Null where a table
+    // lookup does not pay (no vector permute wide enough).
+    std::size_t (*mapBytes)(unsigned char const* s, std::size_t len, unsigned short* d,
+                            unsigned short const* table);
 };
 
 // The kernels in use. Set at load (VYNULIB_SIMD=scalar|sse2|avx2|avx512 caps

@@ -770,10 +770,16 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("vyn_corpus", dir);
     benchmark::AddCustomContext("vyn_kib_per_set", std::to_string(kib));
 
-    // UTF-8 once per language too (and on pure-ASCII text).
+    // UTF-8 once per language too (and on pure-ASCII text), GB18030 on
+    // four-byte text.
     std::vector<std::pair<SetEntry, std::string>> runs;
     for (auto const& set : kSets) {
         runs.emplace_back(set, "");
+        if (set.cs == VYNCS_GB18030) {
+            // Korean text lies in the four-byte area.
+            SetEntry one = set;
+            runs.emplace_back(one, ".ko");
+        }
         if (set.cs != VYNCS_UTF8) continue;
         for (auto const& g : split(std::string(kAllGroups) + ",ascii", ',')) {
             SetEntry one = set;

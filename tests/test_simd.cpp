@@ -187,6 +187,38 @@ TEST(Simd, FixedWidthDecodersMatchScalar) {
     }
 }
 
+// The table-driven decoders take ASCII runs (and, for single bytes, every
+// byte) a vector at a time: ASCII runs broken by lead bytes, lead bytes
+// without trail bytes, DEL and unmapped bytes at every offset.
+TEST(Simd, TableDecodersMatchScalar) {
+    LevelGuard g;
+    std::mt19937 rng(15);
+    VynCharSet const sets[] = {VYNCS_WCP932, VYNCS_WCP936,  VYNCS_WCP949,   VYNCS_WCP950,
+                               VYNCS_EUC_KR, VYNCS_EUC_CN,  VYNCS_EUC_JP,   VYNCS_GB18030,
+                               VYNCS_WCP1251, VYNCS_WCP874, VYNCS_ISO_8859_8, VYNCS_SJIS0213};
+    for (int round = 0; round < 200; ++round) {
+        std::string src(rng() % 150, 'a');
+        for (char& c : src) {
+            unsigned r = rng() % 16;
+            c = static_cast<char>(r < 11 ? 0x20 + rng() % 0x60 : 0x80 + rng() % 0x80);
+        }
+        for (VynCharSet cs : sets) {
+            for (unsigned long cap : kCaps) {
+                for (int limit : kLimits) {
+                    vyn::simd::setLevel(vyn::simd::kScalar);
+                    Result const want = decode(cs, src, cap, limit);
+                    for (Level l : vectorLevels()) {
+                        vyn::simd::setLevel(l);
+                        ASSERT_TRUE(decode(cs, src, cap, limit) == want)
+                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap
+                            << " limit " << limit;
+                    }
+                }
+            }
+        }
+    }
+}
+
 // The entry points take shortcuts when a text reads back unchanged; every
 // result must still be the one of the trip through UTF-16.
 TEST(Simd, EntryPointsMatchScalar) {

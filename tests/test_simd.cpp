@@ -130,8 +130,8 @@ TEST(Simd, EncodersMatchScalarAtEveryBoundary) {
     LevelGuard g;
     std::mt19937 rng(12);
     std::size_t const nPieces = sizeof kUtf16Pieces / sizeof *kUtf16Pieces;
-    VynCharSet const sets[] = {VYNCS_UTF8, VYNCS_ISO_8859_1, VYNCS_UTF16, VYNCS_UTF32,
-                               VYNCS_WCP1252};
+    VynCharSet const sets[] = {VYNCS_UTF8,    VYNCS_ISO_8859_1, VYNCS_UTF16,  VYNCS_UTF32,
+                               VYNCS_WCP1252, VYNCS_WCP874,     VYNCS_WCP1251, VYNCS_GB18030};
     ILLCHAR_OPTYPE const ops[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
     for (int round = 0; round < 200; ++round) {
         std::u16string text =

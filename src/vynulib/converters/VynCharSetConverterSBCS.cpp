@@ -252,6 +252,33 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
         // 1..0xFF are the bytes themselves.
         auto same = [](unsigned u) { return static_cast<unsigned char>(u - 1 < 0xFF ? u : 0); };
         out = encodeSbcs(same, d, src, dstCap, op, illegal);
+    } else if (auto const mapLow = vyn::simd::g_oKernels.mapUnitsLow) {
+        // Where two units below 0x100 follow each other, a run of them goes
+        // a vector at a time through the first page; the rest one at a time,
+        // so that text of another script (words of it between single spaces)
+        // does not pay for the vector. Every unit read writes a byte or more:
+        // dstCap units at most.
+        unsigned char const* page0 = rev->page(0);
+        std::size_t const len = vyn::simd::scanUnitsAt(src, dstCap);
+        std::size_t i = 0;
+        out = 0;
+        while (out < dstCap && i < len) {
+            unsigned const u = src[i];
+            if (u < 0x100 && i + 1 < len && src[i + 1] < 0x100) {
+                std::size_t lim = len - i;
+                if (dstCap - out < lim) lim = dstCap - out;
+                std::size_t const k = mapLow(src + i, lim, d + out, page0);
+                i += k;
+                out += k;
+                if (k != 0) continue;
+            }
+            unsigned char const b = rev->lookup(u);
+            if (b)
+                d[out++] = b;
+            else if (!putUnmappable(d, out, dstCap, op, illegal, src + i))
+                break;
+            ++i;
+        }
     } else {
         // Two reads and no test: text in one script mixes units below and
         // above 0x100 too often for a branch on them to pay.

@@ -37,7 +37,7 @@ std::size_t scanUnitsScalar(unsigned short const* s, std::size_t max) {
 
 constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           nullptr, nullptr,
                                     nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr,
-                                    nullptr};
+                                    nullptr, nullptr};
 
 #ifdef VYN_SIMD_X86
 
@@ -319,7 +319,8 @@ VYN_WHOLE_BLOCK_READS VYN_AVX2 std::size_t scanUnitsAvx2(unsigned short const* s
 // --- AVX-512 ---------------------------------------------------------------
 
 #define VYN_AVX512                                                                                \
-    __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2,avx2,bmi,bmi2,popcnt,lzcnt")))
+    __attribute__((target(                                                                        \
+        "avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,avx2,bmi,bmi2,popcnt,lzcnt")))
 
 VYN_AVX512 inline __mmask64 lowBits64(std::size_t n) {
     return _bzhi_u64(~0ull, static_cast<unsigned>(n));
@@ -654,6 +655,36 @@ VYN_AVX512 std::size_t mapBytesAvx512(unsigned char const* s, std::size_t len, u
     return i;
 }
 
+// The 256 bytes sit in four registers; two two-register byte permutes and
+// the top bit of each index pick the byte.
+VYN_AVX512 std::size_t mapUnitsLowAvx512(unsigned short const* s, std::size_t len,
+                                         unsigned char* d, unsigned char const* table) {
+    __m512i const t0 = _mm512_loadu_si512(table);
+    __m512i const t1 = _mm512_loadu_si512(table + 64);
+    __m512i const t2 = _mm512_loadu_si512(table + 128);
+    __m512i const t3 = _mm512_loadu_si512(table + 192);
+    __m512i const x100 = _mm512_set1_epi16(0x100);
+    std::size_t i = 0;
+    while (i < len) {
+        std::size_t const k = len - i < 32 ? len - i : 32;
+        __mmask32 const km = lowBits32(k);
+        __m512i const v = _mm512_maskz_loadu_epi16(km, s + i);
+        __mmask32 const high = _mm512_mask_cmpge_epu16_mask(km, v, x100);
+        __m512i const idx = _mm512_zextsi256_si512(_mm512_cvtepi16_epi8(v));
+        __m512i const lo = _mm512_permutex2var_epi8(t0, idx, t1);
+        __m512i const hi = _mm512_permutex2var_epi8(t2, idx, t3);
+        __m512i const b = _mm512_mask_mov_epi8(lo, _mm512_movepi8_mask(idx), hi);
+        __mmask32 const none = static_cast<__mmask32>(
+            _mm512_mask_cmpeq_epi8_mask(km, b, _mm512_setzero_si512()));
+        __mmask32 const stop = high | none;
+        std::size_t const n = stop != 0 ? static_cast<unsigned>(__builtin_ctz(stop)) : k;
+        _mm256_mask_storeu_epi8(d + i, lowBits32(n), _mm512_castsi512_si256(b));
+        i += n;
+        if (n < k) break;
+    }
+    return i;
+}
+
 // s is 2-aligned. See scanUnitsSse2.
 VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short const* s,
                                                              std::size_t max) {
@@ -680,22 +711,23 @@ constexpr Kernels kSse2Kernels = {utf8ToUtf16Sse2,  false,          utf16ToUtf8S
                               false,            widenSse2,      widenAsciiSse2,
                               narrowSse2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
                               scanUnitsSse2,    asciiPrefixSse2, asciiOnlySse2,
-                              nullptr};
+                              nullptr,          nullptr};
 constexpr Kernels kAvx2Kernels = {utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2,
                               false,            widenAvx2,      widenAsciiAvx2,
                               narrowAvx2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
                               scanUnitsAvx2,    asciiPrefixAvx2, asciiOnlyAvx2,
-                              nullptr};
+                              nullptr,          nullptr};
 constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,           utf16ToUtf8Avx512,
                                 true,               widenAvx512,    widenAsciiAvx512,
                                 narrowAvx512,       utf32ToUtf16Avx512, utf16ToUtf32Avx512,
                                 scanUnitsAvx512,    asciiPrefixAvx512,  utf8StrictAvx512,
-                                mapBytesAvx512};
+                                mapBytesAvx512,     mapUnitsLowAvx512};
 
 Level cpuLevel() {
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi2") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+        __builtin_cpu_supports("avx512vbmi2") &&
         __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt"))
         return kAvx512;
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&

@@ -64,6 +64,10 @@ struct Kernels {
     // lookup does not pay (no vector permute wide enough).
     std::size_t (*mapBytes)(unsigned char const* s, std::size_t len, unsigned short* d,
                             unsigned short const* table);
+    // Units below 0x100 to bytes through a table of 256 bytes; stops at the
+    // first unit above or whose byte is 0 (unmapped). Returns the count.
+    std::size_t (*mapUnitsLow)(unsigned short const* s, std::size_t len, unsigned char* d,
+                               unsigned char const* table);
 };
 
 // The kernels in use. Set at load (VYNULIB_SIMD=scalar|sse2|avx2|avx512 caps

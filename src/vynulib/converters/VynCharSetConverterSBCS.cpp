@@ -252,12 +252,16 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
         // 1..0xFF are the bytes themselves.
         auto same = [](unsigned u) { return static_cast<unsigned char>(u - 1 < 0xFF ? u : 0); };
         out = encodeSbcs(same, d, src, dstCap, op, illegal);
-    } else if (auto const mapLow = vyn::simd::g_oKernels.mapUnitsLow) {
-        // Where two units below 0x100 follow each other, a run of them goes
-        // a vector at a time through the first page; the rest one at a time,
-        // so that text of another script (words of it between single spaces)
-        // does not pay for the vector. Every unit read writes a byte or more:
-        // dstCap units at most.
+    } else if (vyn::simd::g_oKernels.mapUnitsLow && src[0] != 0 && src[0] < 0x100 &&
+               src[1] != 0 && src[1] < 0x100) {
+        // Where two units below 0x100 follow each other, a run of them goes a
+        // vector at a time through the first page, the rest one at a time.
+        // Text of another script, where such runs are short (a space, a
+        // comma), is handed to the loop below after the first one: it is
+        // faster there. Every unit read writes a byte or more: dstCap units
+        // at most.
+        auto const mapLow = vyn::simd::g_oKernels.mapUnitsLow;
+        auto mapped = [rev](unsigned u) { return rev->lookup(u); };
         unsigned char const* page0 = rev->page(0);
         std::size_t const len = vyn::simd::scanUnitsAt(src, dstCap);
         std::size_t i = 0;
@@ -270,6 +274,10 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
                 std::size_t const k = mapLow(src + i, lim, d + out, page0);
                 i += k;
                 out += k;
+                if (k < 16) {
+                    out += encodeSbcs(mapped, d + out, src + i, dstCap - out, op, illegal);
+                    break;
+                }
                 if (k != 0) continue;
             }
             unsigned char const b = rev->lookup(u);

@@ -37,7 +37,7 @@ std::size_t scanUnitsScalar(unsigned short const* s, std::size_t max) {
 
 constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           nullptr, nullptr,
                                     nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr,
-                                    nullptr, nullptr};
+                                    nullptr, nullptr, nullptr};
 
 #ifdef VYN_SIMD_X86
 
@@ -685,6 +685,20 @@ VYN_AVX512 std::size_t mapUnitsLowAvx512(unsigned short const* s, std::size_t le
     return i;
 }
 
+VYN_AVX512 std::size_t countLowAvx512(unsigned short const* s, std::size_t len,
+                                      std::size_t* seen) {
+    std::size_t const n = len < 64 ? len : 64;
+    __m512i const x100 = _mm512_set1_epi16(0x100);
+    __mmask32 const m0 = lowBits32(n < 32 ? n : 32);
+    __mmask32 const m1 = lowBits32(n > 32 ? n - 32 : 0);
+    __mmask32 const a =
+        _mm512_mask_cmplt_epu16_mask(m0, _mm512_maskz_loadu_epi16(m0, s), x100);
+    __mmask32 const b =
+        _mm512_mask_cmplt_epu16_mask(m1, _mm512_maskz_loadu_epi16(m1, s + 32), x100);
+    *seen = n;
+    return static_cast<std::size_t>(__builtin_popcount(a) + __builtin_popcount(b));
+}
+
 // s is 2-aligned. See scanUnitsSse2.
 VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short const* s,
                                                              std::size_t max) {
@@ -711,17 +725,17 @@ constexpr Kernels kSse2Kernels = {utf8ToUtf16Sse2,  false,          utf16ToUtf8S
                               false,            widenSse2,      widenAsciiSse2,
                               narrowSse2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
                               scanUnitsSse2,    asciiPrefixSse2, asciiOnlySse2,
-                              nullptr,          nullptr};
+                              nullptr,          nullptr,         nullptr};
 constexpr Kernels kAvx2Kernels = {utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2,
                               false,            widenAvx2,      widenAsciiAvx2,
                               narrowAvx2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
                               scanUnitsAvx2,    asciiPrefixAvx2, asciiOnlyAvx2,
-                              nullptr,          nullptr};
+                              nullptr,          nullptr,         nullptr};
 constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,           utf16ToUtf8Avx512,
                                 true,               widenAvx512,    widenAsciiAvx512,
                                 narrowAvx512,       utf32ToUtf16Avx512, utf16ToUtf32Avx512,
                                 scanUnitsAvx512,    asciiPrefixAvx512,  utf8StrictAvx512,
-                                mapBytesAvx512,     mapUnitsLowAvx512};
+                                mapBytesAvx512,     mapUnitsLowAvx512,  countLowAvx512};
 
 Level cpuLevel() {
     __builtin_cpu_init();

@@ -68,6 +68,9 @@ struct Kernels {
     // first unit above or whose byte is 0 (unmapped). Returns the count.
     std::size_t (*mapUnitsLow)(unsigned short const* s, std::size_t len, unsigned char* d,
                                unsigned char const* table);
+    // How many of the first min(len, 64) units lie below 0x100, out of how
+    // many (*seen). Set with mapUnitsLow.
+    std::size_t (*countLow)(unsigned short const* s, std::size_t len, std::size_t* seen);
 };
 
 // The kernels in use. Set at load (VYNULIB_SIMD=scalar|sse2|avx2|avx512 caps

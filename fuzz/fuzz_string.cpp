@@ -281,7 +281,8 @@ void step(Input& in, VynUString* s, VynUStringList& list) {
     case 14: { // copies into exactly sized buffers
         VynCharSet cs = in.set();
         unsigned long size = in.count() % 300;
-        auto bytes = exact<char>(size);
+        // The byte copy gets size bytes of room plus the set's terminator.
+        auto bytes = exact<char>(size + static_cast<unsigned long>(GetNullCharSize(cs)));
         check(a.copy(bytes.get(), size, cs) <= size);
         auto units = exact<unsigned short>(size);
         check(a.copy(units.get(), size) <= size);

@@ -314,6 +314,21 @@ TEST(Dbcs, ByteCounts) {
     }
 }
 
+// Only U+10000 to U+10FFFF make a pair; a value past U+10FFFF, which only a
+// caller's table can hold, is one unit cut to 16 bits and no failure.
+TEST(Dbcs, CallersTableValuesOutsideThePairRange) {
+    static sMBCSExTable const table[] = {
+        {0x41, 0x41}, {0x87A0, 0x2000B}, {0x8861, 0x112345}, {0x8862, 0x10FFFF}, {0, 0}};
+    VynCharSetConverterDBCSEx c(table, oCP932Type, VYNCS_SJIS0213);
+    char const* src = "\x88\x61\x88\x62\x87\xA0\x41";
+    bool ill = true;
+    EXPECT_EQ(Units({0x2345, 0xDBFF, 0xDFFF, 0xD840, 0xDC0B, 0x41}), decode(c, src, REP, &ill));
+    EXPECT_FALSE(ill);
+    EXPECT_EQ(6u, c.getNumUnits(src, kAll));
+    // With one unit of room the cut value still fits.
+    EXPECT_EQ(Units({0x2345}), decode(c, "\x88\x61\x88\x62", REP, &ill, -1, 1));
+}
+
 TEST(Dbcs, NullPointersAndInstancesWithoutMap) {
     VynCharSetConverterDBCS named("cp932.map", oCP932Type, VYNCS_WCP932);
     VynCharSetConverterDBCSEx namedEx("sjis2004.map", oCP932Type, VYNCS_SJIS0213);

@@ -214,6 +214,9 @@ TEST_F(Gb18030, Decoding) {
         {"0x80 and 0xFF", {0x80, 0xFF, 0x41}, REP, -1, {0xFFFD, 0xFFFD, 0x41}, true},
         {"stop before the bad byte", {0x41, 0xFF, 0x42}, STOP, -1, {0x41}, true},
         {"limit after four bytes", {0x81, 0x30, 0x81, 0x30, 0x41}, REP, 1, {0x80}, false},
+        // A four-byte value past U+10FFFF is replaced like any character: the
+        // limit is looked at after it.
+        {"limit past U+10FFFF", {0xE3, 0x32, 0x9A, 0x36, 0x41}, REP, 4, {0xFFFD}, true},
         // The source limit is not looked at right after a replaced multibyte
         // form, only after the next character.
         {"limit after a bad lead", {0x81, 0x30, 0x41, 0x42}, REP, 1, {0xFFFD, 0x30}, true},

@@ -23,13 +23,18 @@ TEST(UStringCase, Mapping) {
     };
     for (auto const& c : cases) {
         VynUString s = U(c.in);
-        s.c_str(VYNCS_UTF16); // a rendering cached before must not survive the change
+        // A pointer taken from c_str before the change stays valid and keeps
+        // the old text; freeSecText lets the next c_str render the new one.
+        char const* before = s.c_str(VYNCS_UTF16);
         if (c.upper)
             s.toUpper(c.asciiOnly);
         else
             s.toLower(c.asciiOnly);
         EXPECT_EQ(S(s), c.out) << "case " << (&c - cases);
         EXPECT_EQ(s.data()[s.length()], 0);
+        EXPECT_EQ(s.c_str(VYNCS_UTF16), before);
+        EXPECT_EQ(std::memcmp(before, c.in.c_str(), 2 * c.in.size() + 2), 0);
+        s.freeSecText();
         EXPECT_EQ(std::memcmp(s.c_str(VYNCS_UTF16), c.out.c_str(), 2 * c.out.size() + 2), 0);
     }
 }

@@ -108,8 +108,8 @@ TEST(UStringConstruct, TextAndCapacity) {
         {[&] { return VynUString(nul16, 5ul); }, u"", 257},
         {[&] { return VynUString(nul16, nul16); }, u"", 257},
         {[] { return VynUString(p16(abc), p16(abc)); }, u"", 257},
-        // A reversed pair would wrap to an enormous count.
-        {[] { return VynUString(p16(abc) + 2, p16(abc)); }, u"", 257},
+        {[] { return VynUString(nullptr, p16(abc)); }, u"", 257},
+        {[] { return VynUString(p16(abc), nullptr); }, u"", 257},
         {[&] { return VynUString(emptyPascal, VYNCS_UTF8); }, u"", 257},
         {[] { return VynUString(static_cast<VynPascalString const*>(nullptr), VYNCS_UTF8); }, u"",
          257},
@@ -146,6 +146,10 @@ TEST(UStringConstruct, TextAndCapacity) {
     VynUString a;
     a = *bstrOf(bstr);
     EXPECT_EQ(S(a), u16string(u"ab\0cd", 5));
+    // A pair given the wrong way round is the caller's bug: its count wraps
+    // and the allocation refuses it instead of yielding an empty string.
+    EXPECT_THROW(VynUString(p16(abc) + 2, p16(abc)), std::bad_array_new_length);
+    EXPECT_THROW(VynUString(p16(abc) + 1, p16(abc)), std::bad_array_new_length);
 }
 
 // Counted byte texts are read no further than their count, even where the
@@ -263,24 +267,24 @@ TEST(UStringAccess, RenderingsLengthsAndCharacterCount) {
     }
 }
 
-// Byte copies never write past dst[size - 1]: the converter gets the size
-// less its terminator as capacity.
-TEST(UStringAccess, CopyToBytesStaysInsideTheBuffer) {
+// size is the converter's capacity: up to size bytes of text, the set's
+// terminator behind them, never a split character.
+TEST(UStringAccess, CopyToBytesTakesSizeAsCapacity) {
     VynUString s(p16(u"h\u00E9llo"));
     struct Case {
         VynCharSet cs;
         unsigned long size, result;
         std::string bytes; // what lands in dst, terminator included
     } const cases[] = {
-        {VYNCS_UTF8, 1, 0, std::string(1, '\0')},
-        {VYNCS_UTF8, 3, 1, std::string("h\0", 2)},
-        {VYNCS_UTF8, 4, 3, std::string("h\xC3\xA9\0", 4)},
-        {VYNCS_UTF8, 7, 6, std::string("h\xC3\xA9llo\0", 7)},
-        {VYNCS_UTF16, 1, 0, ""},
-        {VYNCS_UTF16, 5, 2, std::string("h\0\0\0", 4)},
-        {VYNCS_UTF32, 3, 0, ""},
-        {VYNCS_UTF32, 4, 0, std::string(4, '\0')},
-        {VYNCS_UTF32, 9, 4, std::string("h\0\0\0\0\0\0\0", 8)},
+        {VYNCS_UTF8, 1, 1, std::string("h\0", 2)},
+        {VYNCS_UTF8, 2, 1, std::string("h\0", 2)},
+        {VYNCS_UTF8, 3, 3, std::string("h\xC3\xA9\0", 4)},
+        {VYNCS_UTF8, 6, 6, std::string("h\xC3\xA9llo\0", 7)},
+        {VYNCS_ISO_8859_1, 2, 2, std::string("h\xE9\0", 3)},
+        {VYNCS_UTF16, 4, 4, std::string("h\0\xE9\0\0\0", 6)},
+        {VYNCS_UTF16, 5, 4, std::string("h\0\xE9\0\0\0", 6)},
+        {VYNCS_UTF32, 3, 0, std::string(4, '\0')},
+        {VYNCS_UTF32, 4, 4, std::string("h\0\0\0\0\0\0\0", 8)},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(std::to_string(c.cs) + " size " + std::to_string(c.size));
@@ -318,7 +322,7 @@ TEST(UStringAccess, CopyToPascalAndBstr) {
         EXPECT_EQ(s.copy(&p, c.cs), c.want) << c.text.size() << " in " << c.cs;
         EXPECT_EQ(p.m_aData[0], c.want);
         char expect[260];
-        unsigned long r = s.copy(expect, sizeof expect, c.cs);
+        unsigned long r = s.copy(expect, sizeof expect - 4, c.cs); // room for any terminator
         EXPECT_EQ(std::memcmp(p.m_aData + 1, expect, std::min(r, c.want)), 0);
     }
     struct BCase {

@@ -198,10 +198,11 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
 
 namespace {
 
-// Forward values beyond U+10FFFF cannot be written as UTF-16: treat them as
-// unmapped rather than cutting them to 16 bits.
-unsigned int checkedScalar(unsigned int u) {
-    return u > 0x10FFFF ? 0 : u;
+// Only U+10000 to U+10FFFF become a pair. Anything else a table holds is one
+// unit: values past U+10FFFF (only a caller's table has them) are cut to 16
+// bits, as they always were.
+bool needsPair(unsigned int u) {
+    return u >= 0x10000 && u <= 0x10FFFF;
 }
 
 } // namespace
@@ -228,7 +229,7 @@ unsigned long VynCharSetConverterDBCSEx::getNumUnits(void const* src, unsigned l
         unsigned code = 0;
         bool invalid = !step(m_pType, s, pos, len, code);
         // A character beyond the BMP is a surrogate pair.
-        units += !invalid && checkedScalar(fwd->lookup(code)) > 0xFFFF ? 2 : 1;
+        units += !invalid && needsPair(fwd->lookup(code)) ? 2 : 1;
     }
     return units;
 }
@@ -249,9 +250,9 @@ unsigned long VynCharSetConverterDBCSEx::toUTF16(unsigned short* dst, void const
     while (out < dstUnits && s[pos]) {
         unsigned code = 0;
         bool invalid = !step(m_pType, s, pos, kAll, code);
-        unsigned int u = invalid ? 0 : checkedScalar(fwd->lookup(code));
+        unsigned int u = invalid ? 0 : fwd->lookup(code);
         if (u == 0 && !replaceUnmapped(u, op, illegal)) break;
-        if (u > 0xFFFF) {
+        if (needsPair(u)) {
             // A pair is never split: without room for both units, stop here.
             if (dstUnits - out < 2) break;
             putPair(dst + out, u);

@@ -61,11 +61,13 @@ sGBRange const** buildIndex(sGBRange const* table, unsigned buckets, unsigned ba
 }
 
 // One decoded character: its scalar value (0 when unconvertible), the bytes it
-// took, and whether the unconvertible case came from a multibyte form.
+// took, and whether its replacement skips the source-limit test. A broken or
+// unmapped multibyte form does; a four-byte value past U+10FFFF is tested like
+// any other character.
 struct Decoded {
     unsigned value;
     unsigned used;
-    bool multibyte;
+    bool skipsLimit;
 };
 
 } // namespace
@@ -176,7 +178,7 @@ Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, DirectRanges const& dir
         unsigned v = 0;
         if (key >= kSupplementaryKey) {
             v = key - kKeyToScalar;
-            if (v > 0x10FFFF) v = 0;
+            if (v > 0x10FFFF) return {0, 4, false};
         } else {
             v = direct.decode(key);
         }
@@ -243,7 +245,7 @@ unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void cons
         bool replaced = false;
         if (c.value == 0) {
             if (!replaceUnmapped(c.value, op, illegal)) break;
-            replaced = c.multibyte;
+            replaced = c.skipsLimit;
         }
         if (c.value > VynUChar::UTF16_MAX) {
             if (dstUnits - k < 2) break; // a pair is never split
@@ -253,8 +255,8 @@ unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void cons
             dst[k++] = static_cast<unsigned short>(c.value);
         }
         i += c.used;
-        // After a replaced multibyte form the source limit is not looked at,
-        // as it always has been.
+        // After a replaced broken or unmapped multibyte form the source limit
+        // is not looked at, as it always has been.
         if (!replaced && reachedLimit(i, maxSrc)) break;
         if (k >= dstUnits || s[i] == 0) break;
     }

@@ -266,9 +266,9 @@ VynUString::VynUString(unsigned short const* s, unsigned long n) {
 
 VynUString::VynUString(unsigned short const* f, unsigned short const* l) {
     initForAlloc();
-    // A reversed or half-null pair would make a wrapped, enormous count:
-    // it gives the empty string instead.
-    if (!f || !l || l <= f) return;
+    if (!f || !l || l == f) return;
+    // l before f is the caller's bug: the count wraps to an enormous value and
+    // AssureSpace throws std::bad_array_new_length rather than hiding it.
     unsigned long k = static_cast<unsigned long>(l - f);
     SetupSpace(k);
     std::memcpy(m_pRep->m_pText, f, k * sizeof(unsigned short));
@@ -487,13 +487,9 @@ char const* VynUString::c_str(VynCharSet cs) {
 
 unsigned long VynUString::copy(char* dst, unsigned long size, VynCharSet cs) const {
     if (!dst || size == 0 || m_pRep->m_uLength == 0) return 0;
-    VynCharSetConverter* cnv = converterFor(cs);
-    // Converters write their terminator behind the capacity they are given:
-    // keep it inside dst[0..size-1]. A buffer too small even for the
-    // terminator gets nothing.
-    unsigned long z = static_cast<unsigned long>(cnv->getNullCharSize());
-    if (size < z) return 0;
-    return cnv->fromUTF16(dst, m_pRep->m_pText, size - z, ILLCHAR_REPLACE, nullptr);
+    // size is the converter's byte capacity: like every conversion it writes
+    // up to size bytes of text and its terminator behind them.
+    return converterFor(cs)->fromUTF16(dst, m_pRep->m_pText, size, ILLCHAR_REPLACE, nullptr);
 }
 
 unsigned long VynUString::copy(unsigned short* dst, unsigned long size) const {

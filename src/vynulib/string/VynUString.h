@@ -127,6 +127,10 @@ public:
     VynUString operator+(VynUString const& s) const;
 
     // --- case, comparison, search ---
+    // toUpper and toLower change the units in place and leave the cached byte
+    // text as it was, so a pointer taken from c_str stays valid but still
+    // shows the old case. Call freeSecText() first (or c_str with another
+    // set) to have the next c_str render the new text.
     void toUpper(bool asciiOnly);
     void toLower(bool asciiOnly);
     int canonicalCompare(unsigned short const* a, unsigned short const* b, unsigned long n) const;

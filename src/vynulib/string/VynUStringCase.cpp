@@ -38,8 +38,6 @@ void VynUString::toUpper(bool asciiOnly) {
         else
             t[i] = upperOf(u);
     }
-    // A byte text cached before would show the old case.
-    freeSecText();
 }
 
 void VynUString::toLower(bool asciiOnly) {
@@ -53,7 +51,6 @@ void VynUString::toLower(bool asciiOnly) {
         else
             t[i] = lowerOf(u);
     }
-    freeSecText();
 }
 
 int VynUString::canonicalCompare(unsigned short const* a, unsigned short const* b,

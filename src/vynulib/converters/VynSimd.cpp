@@ -363,7 +363,9 @@ VYN_AVX512 std::size_t utf8ToUtf16Avx512(unsigned char const* s, std::size_t len
             o += k;
             continue;
         }
-        std::size_t m = avail < 32 ? avail : 32;
+        // Up to 62 lead positions: the followers of the last ones still fall
+        // inside the 64 bits of the masks.
+        std::size_t m = avail < 62 ? avail : 62;
         if (r < m) m = r;
         std::uint64_t const ge_c0 = _mm512_cmpge_epu8_mask(v, c0);
         std::uint64_t const ge_e0 = _mm512_cmpge_epu8_mask(v, e0);
@@ -393,24 +395,31 @@ VYN_AVX512 std::size_t utf8ToUtf16Avx512(unsigned char const* s, std::size_t len
         mm = lowBits64(m);
         need = (((l2 | l3) & mm) << 1) | ((l3 & mm) << 2);
         std::size_t const over = static_cast<std::size_t>(__builtin_popcountll(need >> m));
-        __mmask32 const leads = static_cast<__mmask32>(~cont & mm);
-        std::size_t const n = static_cast<std::size_t>(__builtin_popcount(leads));
-        __m512i const b0 = _mm512_cvtepu8_epi16(_mm512_castsi512_si256(v));
-        __m512i const b1 = _mm512_cvtepu8_epi16(
-            _mm256_maskz_loadu_epi8(static_cast<__mmask32>(am >> 1), s + i + 1));
-        __m512i const b2 = _mm512_cvtepu8_epi16(
-            _mm256_maskz_loadu_epi8(static_cast<__mmask32>(am >> 2), s + i + 2));
-        __m512i const t1 = _mm512_and_si512(b1, m3f);
-        __m512i const t2 = _mm512_and_si512(b2, m3f);
-        __m512i const v2 = _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(b0, m1f), 6), t1);
-        __m512i const v3 = _mm512_or_si512(
-            _mm512_or_si512(_mm512_slli_epi16(b0, 12), _mm512_slli_epi16(t1, 6)), t2);
-        __m512i u = _mm512_mask_mov_epi16(b0, static_cast<__mmask32>(l2 & mm), v2);
-        u = _mm512_mask_mov_epi16(u, static_cast<__mmask32>(l3 & mm), v3);
-        u = _mm512_maskz_compress_epi16(leads, u);
-        _mm512_mask_storeu_epi16(d + o, lowBits32(n), u);
+        std::uint64_t const leads = ~cont & mm;
+        // Two halves of 32 positions, the second only when needed.
+        for (unsigned h = 0; h < 2 && 32 * h < m; ++h) {
+            unsigned const at = 32 * h;
+            __mmask32 const hl = static_cast<__mmask32>(leads >> at);
+            std::size_t const n = static_cast<std::size_t>(__builtin_popcount(hl));
+            __m512i const b0 = _mm512_cvtepu8_epi16(h == 0 ? _mm512_castsi512_si256(v)
+                                                            : _mm512_extracti64x4_epi64(v, 1));
+            __m512i const b1 = _mm512_cvtepu8_epi16(
+                _mm256_maskz_loadu_epi8(static_cast<__mmask32>(am >> (at + 1)), s + i + at + 1));
+            __m512i const b2 = _mm512_cvtepu8_epi16(
+                _mm256_maskz_loadu_epi8(static_cast<__mmask32>(am >> (at + 2)), s + i + at + 2));
+            __m512i const t1 = _mm512_and_si512(b1, m3f);
+            __m512i const t2 = _mm512_and_si512(b2, m3f);
+            __m512i const v2 =
+                _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(b0, m1f), 6), t1);
+            __m512i const v3 = _mm512_or_si512(
+                _mm512_or_si512(_mm512_slli_epi16(b0, 12), _mm512_slli_epi16(t1, 6)), t2);
+            __m512i u = _mm512_mask_mov_epi16(b0, static_cast<__mmask32>((l2 & mm) >> at), v2);
+            u = _mm512_mask_mov_epi16(u, static_cast<__mmask32>((l3 & mm) >> at), v3);
+            u = _mm512_maskz_compress_epi16(hl, u);
+            _mm512_mask_storeu_epi16(d + o, lowBits32(n), u);
+            o += n;
+        }
         i += m + over;
-        o += n;
     }
     *units = o;
     return i;
@@ -443,35 +452,44 @@ VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t le
             o += k;
             continue;
         }
-        std::size_t m = avail < 16 ? avail : 16;
-        __mmask32 const sur =
-            _mm512_mask_cmpeq_epi16_mask(am, _mm512_and_si512(v, sm), sv) & lowBits32(m);
+        std::size_t m = avail;
+        __mmask32 const sur = _mm512_mask_cmpeq_epi16_mask(am, _mm512_and_si512(v, sm), sv);
         if (sur != 0) m = static_cast<unsigned>(__builtin_ctz(sur));
         if (m == 0) break;
-        __m512i const u = _mm512_cvtepu16_epi32(_mm512_castsi512_si256(v));
-        __mmask16 const two = _mm512_cmpge_epu32_mask(u, l80);
-        __mmask16 const three = _mm512_cmpge_epu32_mask(u, l800);
-        __m512i const low6 = _mm512_or_si512(_mm512_and_si512(u, l3f), l80);
-        __m512i const mid6 =
-            _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(u, 6), l3f), l80);
-        __m512i const w2 = _mm512_or_si512(
-            _mm512_or_si512(_mm512_srli_epi32(u, 6), _mm512_set1_epi32(0xC0)),
-            _mm512_slli_epi32(low6, 8));
-        __m512i const w3 = _mm512_or_si512(
-            _mm512_or_si512(_mm512_srli_epi32(u, 12), _mm512_set1_epi32(0xE0)),
-            _mm512_or_si512(_mm512_slli_epi32(mid6, 8), _mm512_slli_epi32(low6, 16)));
-        __m512i w = _mm512_mask_mov_epi32(u, two, w2);
-        w = _mm512_mask_mov_epi32(w, three, w3);
-        __m512i keep = _mm512_set1_epi32(0xFF);
-        keep = _mm512_mask_mov_epi32(keep, two, _mm512_set1_epi32(0xFFFF));
-        keep = _mm512_mask_mov_epi32(keep, three, _mm512_set1_epi32(0xFFFFFF));
-        keep = _mm512_maskz_mov_epi32(static_cast<__mmask16>(lowBits32(m)), keep);
-        __mmask64 const bm = _mm512_test_epi8_mask(keep, keep);
-        std::size_t const n = static_cast<std::size_t>(__builtin_popcountll(bm));
-        if (n > r) break;
-        _mm512_mask_storeu_epi8(d + o, lowBits64(n), _mm512_maskz_compress_epi8(bm, w));
-        i += m;
-        o += n;
+        // Two halves of 16 units, the second only when needed.
+        bool full = false;
+        for (unsigned h = 0; h < 2 && 16 * h < m; ++h) {
+            std::size_t const mh = m - 16 * h < 16 ? m - 16 * h : 16;
+            __m512i const u = _mm512_cvtepu16_epi32(h == 0 ? _mm512_castsi512_si256(v)
+                                                            : _mm512_extracti64x4_epi64(v, 1));
+            __mmask16 const two = _mm512_cmpge_epu32_mask(u, l80);
+            __mmask16 const three = _mm512_cmpge_epu32_mask(u, l800);
+            __m512i const low6 = _mm512_or_si512(_mm512_and_si512(u, l3f), l80);
+            __m512i const mid6 =
+                _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(u, 6), l3f), l80);
+            __m512i const w2 = _mm512_or_si512(
+                _mm512_or_si512(_mm512_srli_epi32(u, 6), _mm512_set1_epi32(0xC0)),
+                _mm512_slli_epi32(low6, 8));
+            __m512i const w3 = _mm512_or_si512(
+                _mm512_or_si512(_mm512_srli_epi32(u, 12), _mm512_set1_epi32(0xE0)),
+                _mm512_or_si512(_mm512_slli_epi32(mid6, 8), _mm512_slli_epi32(low6, 16)));
+            __m512i w = _mm512_mask_mov_epi32(u, two, w2);
+            w = _mm512_mask_mov_epi32(w, three, w3);
+            __m512i keep = _mm512_set1_epi32(0xFF);
+            keep = _mm512_mask_mov_epi32(keep, two, _mm512_set1_epi32(0xFFFF));
+            keep = _mm512_mask_mov_epi32(keep, three, _mm512_set1_epi32(0xFFFFFF));
+            keep = _mm512_maskz_mov_epi32(static_cast<__mmask16>(lowBits32(mh)), keep);
+            __mmask64 const bm = _mm512_test_epi8_mask(keep, keep);
+            std::size_t const n = static_cast<std::size_t>(__builtin_popcountll(bm));
+            if (n > room - o) {
+                full = true;
+                break;
+            }
+            _mm512_mask_storeu_epi8(d + o, lowBits64(n), _mm512_maskz_compress_epi8(bm, w));
+            i += mh;
+            o += n;
+        }
+        if (full) break;
     }
     *bytes = o;
     return i;

@@ -434,6 +434,9 @@ VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t le
     std::size_t i = 0;
     std::size_t o = 0;
     __m512i const x80 = _mm512_set1_epi16(0x80);
+    __m512i const x800 = _mm512_set1_epi16(0x800);
+    __m512i const xc0 = _mm512_set1_epi16(0xC0);
+    __m512i const x3f = _mm512_set1_epi16(0x3F);
     __m512i const sm = _mm512_set1_epi16(static_cast<short>(0xF800));
     __m512i const sv = _mm512_set1_epi16(static_cast<short>(0xD800));
     __m512i const l80 = _mm512_set1_epi32(0x80);
@@ -451,6 +454,24 @@ VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t le
             i += k;
             o += k;
             continue;
+        }
+        __mmask32 const big = _mm512_mask_cmpge_epu16_mask(am, v, x800);
+        if (big == 0) {
+            // One or two bytes each: a 16-bit lane holds them, one compress
+            // packs all 32.
+            __m512i const lead = _mm512_or_si512(_mm512_srli_epi16(v, 6), xc0);
+            __m512i const tail = _mm512_or_si512(_mm512_and_si512(v, x3f), x80);
+            __m512i const w =
+                _mm512_mask_mov_epi16(v, wide, _mm512_or_si512(lead, _mm512_slli_epi16(tail, 8)));
+            std::uint64_t const bm = _pdep_u64(am, 0x5555555555555555ull) |
+                                     _pdep_u64(wide, 0xAAAAAAAAAAAAAAAAull);
+            std::size_t const n = static_cast<std::size_t>(__builtin_popcountll(bm));
+            if (n <= r) {
+                _mm512_mask_storeu_epi8(d + o, lowBits64(n), _mm512_maskz_compress_epi8(bm, w));
+                i += avail;
+                o += n;
+                continue;
+            }
         }
         std::size_t m = avail;
         __mmask32 const sur = _mm512_mask_cmpeq_epi16_mask(am, _mm512_and_si512(v, sm), sv);

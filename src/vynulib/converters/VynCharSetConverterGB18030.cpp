@@ -239,7 +239,26 @@ unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void cons
     if (dstUnits == 0 || s[0] == 0) return emptyResult(dst);
     unsigned long k = 0;
     unsigned long i = 0;
+    unsigned short const* page0 = fwd->page(0);
     for (;;) {
+        // The common cases first: a mapped single byte, a mapped two-byte
+        // code (s[i + 1] is there: s[i] is not the terminator).
+        unsigned char const b = s[i];
+        unsigned short fast = 0;
+        unsigned used = 1;
+        if (b < 0x80) {
+            fast = page0[b];
+        } else if (isLead(b) && isTrail2(s[i + 1])) {
+            fast = fwd->lookup((static_cast<unsigned>(b) << 8) | s[i + 1]);
+            used = 2;
+        }
+        if (fast) {
+            dst[k++] = fast;
+            i += used;
+            if (reachedLimit(i, maxSrc)) break;
+            if (k >= dstUnits || s[i] == 0) break;
+            continue;
+        }
         // No length is known: decodeOne reads a byte only after a nonzero one.
         Decoded c = decodeOne(*this, direct, *fwd, s + i, kAll);
         bool replaced = false;

@@ -396,8 +396,8 @@ bool sameAs(Impl& impl, std::u16string const& text, std::string const& bytes) {
     return std::string(b.data(), m) == bytes;
 }
 
-std::unique_ptr<SetWork> buildSet(SetEntry const& set, std::string const& dir,
-                                  std::size_t capBytes, std::string const& suffix = "") {
+std::unique_ptr<SetWork> buildSet(SetEntry const& set, std::string const& dir, std::size_t capBytes,
+                                  std::string const& suffix = "") {
     auto w = std::make_unique<SetWork>();
     char const* full = VynCharSetToString(set.cs);
     w->name = std::strncmp(full, "VYNCS_", 6) == 0 ? full + 6 : full;
@@ -526,29 +526,42 @@ std::vector<std::unique_ptr<SetWork>> g_work;
 // ucnv_fromUChars and u_strFromUTF8 / u_strToUTF8 where one side is UTF-16)
 // and iconv between the two sets directly. Names: <fn>:<set>/entry/<shape>/<impl>.
 
-enum class Fn { kLocalToUTF8, kUTF8ToLocal, kLocalToUTF16, kUTF16ToLocal, kUTF8ToUTF16, kUTF16ToUTF8 };
+enum class Fn {
+    kLocalToUTF8,
+    kUTF8ToLocal,
+    kLocalToUTF16,
+    kUTF16ToLocal,
+    kUTF8ToUTF16,
+    kUTF16ToUTF8
+};
 
 char const* fnName(Fn f) {
     switch (f) {
-    case Fn::kLocalToUTF8: return "LocalToUTF8";
-    case Fn::kUTF8ToLocal: return "UTF8ToLocal";
-    case Fn::kLocalToUTF16: return "LocalToUTF16";
-    case Fn::kUTF16ToLocal: return "UTF16ToLocal";
-    case Fn::kUTF8ToUTF16: return "UTF8ToUTF16";
-    default: return "UTF16ToUTF8";
+    case Fn::kLocalToUTF8:
+        return "LocalToUTF8";
+    case Fn::kUTF8ToLocal:
+        return "UTF8ToLocal";
+    case Fn::kLocalToUTF16:
+        return "LocalToUTF16";
+    case Fn::kUTF16ToLocal:
+        return "UTF16ToLocal";
+    case Fn::kUTF8ToUTF16:
+        return "UTF8ToUTF16";
+    default:
+        return "UTF16ToUTF8";
     }
 }
 
 // Input and output of each function: 'l' local bytes, '8' UTF-8, 'w' UTF-16.
 char fnFrom(Fn f) {
-    return f == Fn::kLocalToUTF8 || f == Fn::kLocalToUTF16 ? 'l'
+    return f == Fn::kLocalToUTF8 || f == Fn::kLocalToUTF16  ? 'l'
            : f == Fn::kUTF8ToLocal || f == Fn::kUTF8ToUTF16 ? '8'
-                                                           : 'w';
+                                                            : 'w';
 }
 char fnTo(Fn f) {
-    return f == Fn::kUTF8ToLocal || f == Fn::kUTF16ToLocal ? 'l'
+    return f == Fn::kUTF8ToLocal || f == Fn::kUTF16ToLocal  ? 'l'
            : f == Fn::kLocalToUTF8 || f == Fn::kUTF16ToUTF8 ? '8'
-                                                           : 'w';
+                                                            : 'w';
 }
 
 // Runs one call: len input bytes at src (terminated), cap bytes of room at dst.
@@ -572,13 +585,19 @@ public:
         auto const* s8 = reinterpret_cast<unsigned char const*>(src);
         auto const* s16 = reinterpret_cast<unsigned short const*>(src);
         switch (m_f) {
-        case Fn::kLocalToUTF8: return LocalToUTF8(u8, src, cap, m_cs);
-        case Fn::kUTF8ToLocal: return UTF8ToLocal(dst, s8, cap, m_cs);
+        case Fn::kLocalToUTF8:
+            return LocalToUTF8(u8, src, cap, m_cs);
+        case Fn::kUTF8ToLocal:
+            return UTF8ToLocal(dst, s8, cap, m_cs);
         case Fn::kLocalToUTF16:
-            return static_cast<std::size_t>(LocalToUTF16(u16, src, static_cast<int>(cap / 2), m_cs));
-        case Fn::kUTF16ToLocal: return UTF16ToLocal(dst, s16, cap, m_cs);
-        case Fn::kUTF8ToUTF16: return UTF8ToUTF16(u16, s8, cap / 2);
-        default: return UTF16ToUTF8(u8, s16, cap);
+            return static_cast<std::size_t>(
+                LocalToUTF16(u16, src, static_cast<int>(cap / 2), m_cs));
+        case Fn::kUTF16ToLocal:
+            return UTF16ToLocal(dst, s16, cap, m_cs);
+        case Fn::kUTF8ToUTF16:
+            return UTF8ToUTF16(u16, s8, cap / 2);
+        default:
+            return UTF16ToUTF8(u8, s16, cap);
         }
     }
 
@@ -645,16 +664,25 @@ public:
             r = static_cast<int32_t>(t - dst);
             break;
         }
-        case Fn::kLocalToUTF16: r = ucnv_toUChars(m_local, d16, c / 2, src, n, &e); break;
-        case Fn::kUTF16ToLocal: r = ucnv_fromUChars(m_local, dst, c, s16, n / 2, &e); break;
-        case Fn::kUTF8ToUTF16: u_strFromUTF8(d16, c / 2, &r, src, n, &e); break;
-        default: u_strToUTF8(dst, c, &r, s16, n / 2, &e); break;
+        case Fn::kLocalToUTF16:
+            r = ucnv_toUChars(m_local, d16, c / 2, src, n, &e);
+            break;
+        case Fn::kUTF16ToLocal:
+            r = ucnv_fromUChars(m_local, dst, c, s16, n / 2, &e);
+            break;
+        case Fn::kUTF8ToUTF16:
+            u_strFromUTF8(d16, c / 2, &r, src, n, &e);
+            break;
+        default:
+            u_strToUTF8(dst, c, &r, s16, n / 2, &e);
+            break;
         }
         return U_FAILURE(e) ? 0 : static_cast<std::size_t>(r);
     }
 
 private:
-    IcuEntry(Fn f, UConverter* l, UConverter* u) : EntryImpl("icu"), m_f(f), m_local(l), m_utf8(u) {}
+    IcuEntry(Fn f, UConverter* l, UConverter* u)
+        : EntryImpl("icu"), m_f(f), m_local(l), m_utf8(u) {}
     Fn m_f;
     UConverter* m_local;
     UConverter* m_utf8;
@@ -734,7 +762,8 @@ void addEntries(SetWork const& w, EntrySet const& es) {
         if (auto icu = IcuEntry::open(f, es.icu)) e->impls.push_back(std::move(icu));
 #endif
         auto side = [&](char k) { return k == 'l' ? es.iconv : k == '8' ? "UTF-8" : "UTF-16LE"; };
-        if (auto ic = IconvEntry::open(side(fnTo(f)), side(from))) e->impls.push_back(std::move(ic));
+        if (auto ic = IconvEntry::open(side(fnTo(f)), side(from)))
+            e->impls.push_back(std::move(ic));
         for (auto const& impl : e->impls) {
             std::string base = e->name + "/entry/";
             benchmark::RegisterBenchmark((base + "bulk/" + impl->name()).c_str(), runEntry,

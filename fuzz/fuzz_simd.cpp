@@ -16,9 +16,9 @@
 
 namespace {
 
-VynCharSet const kSets[] = {VYNCS_UTF8,      VYNCS_UTF16,   VYNCS_UTF32,  VYNCS_ISO_8859_1,
-                            VYNCS_WCP1252,   VYNCS_WCP874,  VYNCS_WCP932, VYNCS_WCP936,
-                            VYNCS_GB18030,   VYNCS_EUC_JP,  VYNCS_EUC_KR, VYNCS_UTF16ESC,
+VynCharSet const kSets[] = {VYNCS_UTF8,       VYNCS_UTF16,  VYNCS_UTF32,  VYNCS_ISO_8859_1,
+                            VYNCS_WCP1252,    VYNCS_WCP874, VYNCS_WCP932, VYNCS_WCP936,
+                            VYNCS_GB18030,    VYNCS_EUC_JP, VYNCS_EUC_KR, VYNCS_UTF16ESC,
                             VYNCS_ISO_8859_8, VYNCS_WCP949, VYNCS_BIG5};
 
 void check(bool ok) {

@@ -50,7 +50,7 @@ Result decode(VynCharSet cs, std::string const& src, unsigned long cap, int limi
     Result r;
     r.m_bFlag = false;
     r.m_uRet = VynCharSetConverter::getConverter(cs)->toUTF16(dst.data(), src.c_str(), cap,
-                                                               ILLCHAR_REPLACE, &r.m_bFlag, limit);
+                                                              ILLCHAR_REPLACE, &r.m_bFlag, limit);
     r.m_aOut.assign(reinterpret_cast<unsigned char*>(dst.data()),
                     reinterpret_cast<unsigned char*>(dst.data() + dst.size()));
     return r;
@@ -68,20 +68,27 @@ Result encode(VynCharSet cs, std::u16string const& src, unsigned long cap, ILLCH
 
 // Byte pieces that exercise every path of the UTF-8 reader.
 char const* const kUtf8Pieces[] = {
-    "a", "Hello, world. ", "\xC3\xA9", "\xD0\x96", "\xE6\x97\xA5", "\xE0\xB8\x81",
+    "a",
+    "Hello, world. ",
+    "\xC3\xA9",
+    "\xD0\x96",
+    "\xE6\x97\xA5",
+    "\xE0\xB8\x81",
     "\xF0\x9F\x98\x80", // four bytes: flag quirk
     "\x80",             // stray continuation
     "\xC3",             // truncated
     "\xE6\x97",         // truncated
     "\xC0\x80",         // overlong zero: a zero unit
     "\xED\xA0\x80",     // encoded surrogate
-    "\xFF", "\xF8\x88\x80\x80\x80", "\x7F",
+    "\xFF",
+    "\xF8\x88\x80\x80\x80",
+    "\x7F",
 };
 
 char16_t const* const kUtf16Pieces[] = {
-    u"a", u"Hello ", u"\u00E9", u"\u0416", u"\u65E5", u"\u0E01", u"\U0001F600",
-    u"\xD800",  // lone high surrogate
-    u"\xDC00",  // lone low surrogate
+    u"a",      u"Hello ", u"\u00E9", u"\u0416", u"\u65E5", u"\u0E01", u"\U0001F600",
+    u"\xD800", // lone high surrogate
+    u"\xDC00", // lone low surrogate
     u"\u07FF", u"\u0800", u"\uFFFF", u"\u00FF", u"\u0100",
 };
 
@@ -130,7 +137,7 @@ TEST(Simd, EncodersMatchScalarAtEveryBoundary) {
     LevelGuard g;
     std::mt19937 rng(12);
     std::size_t const nPieces = sizeof kUtf16Pieces / sizeof *kUtf16Pieces;
-    VynCharSet const sets[] = {VYNCS_UTF8,    VYNCS_ISO_8859_1, VYNCS_UTF16,  VYNCS_UTF32,
+    VynCharSet const sets[] = {VYNCS_UTF8,    VYNCS_ISO_8859_1, VYNCS_UTF16,   VYNCS_UTF32,
                                VYNCS_WCP1252, VYNCS_WCP874,     VYNCS_WCP1251, VYNCS_GB18030};
     ILLCHAR_OPTYPE const ops[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
     for (int round = 0; round < 200; ++round) {
@@ -145,8 +152,8 @@ TEST(Simd, EncodersMatchScalarAtEveryBoundary) {
                     for (Level l : vectorLevels()) {
                         vyn::simd::setLevel(l);
                         ASSERT_TRUE(encode(cs, src, cap, op) == want)
-                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap
-                            << " op " << op;
+                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap << " op "
+                            << op;
                     }
                 }
             }
@@ -175,8 +182,8 @@ TEST(Simd, FixedWidthDecodersMatchScalar) {
                     for (Level l : vectorLevels()) {
                         vyn::simd::setLevel(l);
                         Result const got = decode(cs, in, cap, limit);
-                        ASSERT_EQ(got.m_uRet, want.m_uRet) << vyn::simd::levelName(l) << " set "
-                                                           << cs << " cap " << cap;
+                        ASSERT_EQ(got.m_uRet, want.m_uRet)
+                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap;
                         ASSERT_TRUE(got == want)
                             << vyn::simd::levelName(l) << " set " << cs << " cap " << cap
                             << " limit " << limit << " flag " << got.m_bFlag << want.m_bFlag;
@@ -193,8 +200,8 @@ TEST(Simd, FixedWidthDecodersMatchScalar) {
 TEST(Simd, TableDecodersMatchScalar) {
     LevelGuard g;
     std::mt19937 rng(15);
-    VynCharSet const sets[] = {VYNCS_WCP932, VYNCS_WCP936,  VYNCS_WCP949,   VYNCS_WCP950,
-                               VYNCS_EUC_KR, VYNCS_EUC_CN,  VYNCS_EUC_JP,   VYNCS_GB18030,
+    VynCharSet const sets[] = {VYNCS_WCP932,  VYNCS_WCP936, VYNCS_WCP949,     VYNCS_WCP950,
+                               VYNCS_EUC_KR,  VYNCS_EUC_CN, VYNCS_EUC_JP,     VYNCS_GB18030,
                                VYNCS_WCP1251, VYNCS_WCP874, VYNCS_ISO_8859_8, VYNCS_SJIS0213};
     for (int round = 0; round < 200; ++round) {
         std::string src(rng() % 150, 'a');
@@ -227,14 +234,14 @@ TEST(Simd, EntryPointsMatchScalar) {
     std::size_t const nPieces = sizeof kUtf8Pieces / sizeof *kUtf8Pieces;
     // Byte sets only: a UTF-16 or UTF-32 "local" text would be read past
     // the end of these byte strings.
-    VynCharSet const sets[] = {VYNCS_UTF8,    VYNCS_WCP1252,  VYNCS_WCP932,     VYNCS_WCP936,
-                               VYNCS_GB18030, VYNCS_UTF16ESC, VYNCS_ISO_8859_1, VYNCS_WCP874,
-                               VYNCS_EUC_JP};
+    VynCharSet const sets[] = {VYNCS_UTF8,       VYNCS_WCP1252, VYNCS_WCP932,
+                               VYNCS_WCP936,     VYNCS_GB18030, VYNCS_UTF16ESC,
+                               VYNCS_ISO_8859_1, VYNCS_WCP874,  VYNCS_EUC_JP};
     unsigned long const sizes[] = {1, 2, 3, 4, 5, 17, 64, 65, 300};
     for (int round = 0; round < 150; ++round) {
         // A third well-formed (pieces 0-5), a third pure ASCII, a third anything.
-        std::string src = randomText<std::string>(rng, kUtf8Pieces, round % 3 == 1 ? 6 : nPieces,
-                                                  rng() % 40);
+        std::string src =
+            randomText<std::string>(rng, kUtf8Pieces, round % 3 == 1 ? 6 : nPieces, rng() % 40);
         if (round % 3 == 0) // pure ASCII, with the odd "U+0041"
             for (char& c : src) c = static_cast<char>(c & 0x7F ? c & 0x7F : 'U');
         auto const* u8 = reinterpret_cast<unsigned char const*>(src.c_str());

@@ -158,8 +158,9 @@ Decoded decode(VynCharSetConverter* conv, unsigned short* buffer, char const* sr
     Decoded d{0, false};
     if (conv == utf8()) {
         // The length is known already: no second scan.
-        d.m_uUnits = vyn::detail::utf8ToUtf16Known(buffer, reinterpret_cast<unsigned char const*>(src),
-                                                   n, n, wantFlag ? &d.m_bIllegal : nullptr);
+        d.m_uUnits =
+            vyn::detail::utf8ToUtf16Known(buffer, reinterpret_cast<unsigned char const*>(src), n, n,
+                                          wantFlag ? &d.m_bIllegal : nullptr);
         return d;
     }
     d.m_uUnits =

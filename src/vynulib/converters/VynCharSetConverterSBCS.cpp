@@ -252,8 +252,8 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
         // 1..0xFF are the bytes themselves.
         auto same = [](unsigned u) { return static_cast<unsigned char>(u - 1 < 0xFF ? u : 0); };
         out = encodeSbcs(same, d, src, dstCap, op, illegal);
-    } else if (vyn::simd::g_oKernels.mapUnitsLow && src[0] != 0 && src[0] < 0x100 &&
-               src[1] != 0 && src[1] < 0x100) {
+    } else if (vyn::simd::g_oKernels.mapUnitsLow && src[0] != 0 && src[0] < 0x100 && src[1] != 0 &&
+               src[1] < 0x100) {
         // Where two units below 0x100 follow each other, a run of them goes a
         // vector at a time through the first page, the rest one at a time.
         // Text of another script, where such runs are short (a space, a

@@ -35,9 +35,9 @@ std::size_t scanUnitsScalar(unsigned short const* s, std::size_t max) {
     return i;
 }
 
-constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           nullptr, nullptr,
-                                    nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr,
-                                    nullptr, nullptr, nullptr};
+constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,   nullptr,
+                                    nullptr, nullptr, nullptr, nullptr, scanUnitsScalar,
+                                    nullptr, nullptr, nullptr, nullptr, nullptr};
 
 #ifdef VYN_SIMD_X86
 
@@ -294,8 +294,7 @@ VYN_AVX2 bool asciiOnlyAvx2(unsigned char const* s, std::size_t len) {
 }
 
 // s is 2-aligned. See scanUnitsSse2.
-VYN_WHOLE_BLOCK_READS VYN_AVX2 std::size_t scanUnitsAvx2(unsigned short const* s,
-                                                         std::size_t max) {
+VYN_WHOLE_BLOCK_READS VYN_AVX2 std::size_t scanUnitsAvx2(unsigned short const* s, std::size_t max) {
     if (max == 0) return 0;
     std::uintptr_t const a = reinterpret_cast<std::uintptr_t>(s) & ~std::uintptr_t(31);
     unsigned const skip = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(s) - a);
@@ -318,9 +317,9 @@ VYN_WHOLE_BLOCK_READS VYN_AVX2 std::size_t scanUnitsAvx2(unsigned short const* s
 
 // --- AVX-512 ---------------------------------------------------------------
 
-#define VYN_AVX512                                                                                \
-    __attribute__((target(                                                                        \
-        "avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,avx2,bmi,bmi2,popcnt,lzcnt")))
+#define VYN_AVX512                                                                                 \
+    __attribute__((                                                                                \
+        target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,avx2,bmi,bmi2,popcnt,lzcnt")))
 
 VYN_AVX512 inline __mmask64 lowBits64(std::size_t n) {
     return _bzhi_u64(~0ull, static_cast<unsigned>(n));
@@ -335,9 +334,8 @@ VYN_AVX512 inline __mmask32 lowBits32(std::size_t n) {
 // that breaks this (a stray or missing continuation byte, a four-byte lead)
 // ends the step just before the sequence it belongs to; the scalar loop
 // takes it from there.
-VYN_AVX512 std::size_t utf8ToUtf16Avx512(unsigned char const* s, std::size_t len,
-                                         unsigned short* d, std::size_t room,
-                                         std::size_t* units) {
+VYN_AVX512 std::size_t utf8ToUtf16Avx512(unsigned char const* s, std::size_t len, unsigned short* d,
+                                         std::size_t room, std::size_t* units) {
     std::size_t i = 0;
     std::size_t o = 0;
     __m512i const c0 = _mm512_set1_epi8(static_cast<char>(0xC0));
@@ -402,15 +400,14 @@ VYN_AVX512 std::size_t utf8ToUtf16Avx512(unsigned char const* s, std::size_t len
             __mmask32 const hl = static_cast<__mmask32>(leads >> at);
             std::size_t const n = static_cast<std::size_t>(__builtin_popcount(hl));
             __m512i const b0 = _mm512_cvtepu8_epi16(h == 0 ? _mm512_castsi512_si256(v)
-                                                            : _mm512_extracti64x4_epi64(v, 1));
+                                                           : _mm512_extracti64x4_epi64(v, 1));
             __m512i const b1 = _mm512_cvtepu8_epi16(
                 _mm256_maskz_loadu_epi8(static_cast<__mmask32>(am >> (at + 1)), s + i + at + 1));
             __m512i const b2 = _mm512_cvtepu8_epi16(
                 _mm256_maskz_loadu_epi8(static_cast<__mmask32>(am >> (at + 2)), s + i + at + 2));
             __m512i const t1 = _mm512_and_si512(b1, m3f);
             __m512i const t2 = _mm512_and_si512(b2, m3f);
-            __m512i const v2 =
-                _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(b0, m1f), 6), t1);
+            __m512i const v2 = _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(b0, m1f), 6), t1);
             __m512i const v3 = _mm512_or_si512(
                 _mm512_or_si512(_mm512_slli_epi16(b0, 12), _mm512_slli_epi16(t1, 6)), t2);
             __m512i u = _mm512_mask_mov_epi16(b0, static_cast<__mmask32>((l2 & mm) >> at), v2);
@@ -429,8 +426,8 @@ VYN_AVX512 std::size_t utf8ToUtf16Avx512(unsigned char const* s, std::size_t len
 // each spread to one to three bytes in a 32-bit lane and the lanes
 // compressed. Surrogates end the step (pairs and lone ones are the scalar
 // loop's), and so does a step whose bytes would not all fit.
-VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t len,
-                                         unsigned char* d, std::size_t room, std::size_t* bytes) {
+VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t len, unsigned char* d,
+                                         std::size_t room, std::size_t* bytes) {
     std::size_t i = 0;
     std::size_t o = 0;
     __m512i const x80 = _mm512_set1_epi16(0x80);
@@ -463,8 +460,8 @@ VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t le
             __m512i const tail = _mm512_or_si512(_mm512_and_si512(v, x3f), x80);
             __m512i const w =
                 _mm512_mask_mov_epi16(v, wide, _mm512_or_si512(lead, _mm512_slli_epi16(tail, 8)));
-            std::uint64_t const bm = _pdep_u64(am, 0x5555555555555555ull) |
-                                     _pdep_u64(wide, 0xAAAAAAAAAAAAAAAAull);
+            std::uint64_t const bm =
+                _pdep_u64(am, 0x5555555555555555ull) | _pdep_u64(wide, 0xAAAAAAAAAAAAAAAAull);
             std::size_t const n = static_cast<std::size_t>(__builtin_popcountll(bm));
             if (n <= r) {
                 _mm512_mask_storeu_epi8(d + o, lowBits64(n), _mm512_maskz_compress_epi8(bm, w));
@@ -482,15 +479,15 @@ VYN_AVX512 std::size_t utf16ToUtf8Avx512(unsigned short const* s, std::size_t le
         for (unsigned h = 0; h < 2 && 16 * h < m; ++h) {
             std::size_t const mh = m - 16 * h < 16 ? m - 16 * h : 16;
             __m512i const u = _mm512_cvtepu16_epi32(h == 0 ? _mm512_castsi512_si256(v)
-                                                            : _mm512_extracti64x4_epi64(v, 1));
+                                                           : _mm512_extracti64x4_epi64(v, 1));
             __mmask16 const two = _mm512_cmpge_epu32_mask(u, l80);
             __mmask16 const three = _mm512_cmpge_epu32_mask(u, l800);
             __m512i const low6 = _mm512_or_si512(_mm512_and_si512(u, l3f), l80);
             __m512i const mid6 =
                 _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(u, 6), l3f), l80);
-            __m512i const w2 = _mm512_or_si512(
-                _mm512_or_si512(_mm512_srli_epi32(u, 6), _mm512_set1_epi32(0xC0)),
-                _mm512_slli_epi32(low6, 8));
+            __m512i const w2 =
+                _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(u, 6), _mm512_set1_epi32(0xC0)),
+                                _mm512_slli_epi32(low6, 8));
             __m512i const w3 = _mm512_or_si512(
                 _mm512_or_si512(_mm512_srli_epi32(u, 12), _mm512_set1_epi32(0xE0)),
                 _mm512_or_si512(_mm512_slli_epi32(mid6, 8), _mm512_slli_epi32(low6, 16)));
@@ -614,8 +611,7 @@ VYN_AVX512 std::size_t asciiPrefixAvx512(unsigned char const* s, std::size_t len
     std::size_t i = 0;
     while (i < len) {
         std::size_t const k = len - i < 64 ? len - i : 64;
-        std::uint64_t const hi =
-            _mm512_movepi8_mask(_mm512_maskz_loadu_epi8(lowBits64(k), s + i));
+        std::uint64_t const hi = _mm512_movepi8_mask(_mm512_maskz_loadu_epi8(lowBits64(k), s + i));
         if (hi != 0) return i + static_cast<unsigned>(__builtin_ctzll(hi));
         i += k;
     }
@@ -647,8 +643,8 @@ VYN_AVX512 bool utf8StrictAvx512(unsigned char const* s, std::size_t len) {
         std::uint64_t const l2 = ge_c0 & ~ge_e0;
         std::uint64_t const l3 = ge_e0;
         std::uint64_t const need = (l2 << 1) | (l3 << 1) | (l3 << 2) | carry;
-        std::uint64_t bad = (need ^ cont) | _mm512_cmpge_epu8_mask(v, f0) |
-                            (ge_c0 & _mm512_cmplt_epu8_mask(v, c2));
+        std::uint64_t bad =
+            (need ^ cont) | _mm512_cmpge_epu8_mask(v, f0) | (ge_c0 & _mm512_cmplt_epu8_mask(v, c2));
         std::uint64_t const nextLow = _mm512_cmplt_epu8_mask(next, a0);
         bad |= _mm512_cmpeq_epi8_mask(v, e0) & nextLow;  // overlong three-byte form
         bad |= _mm512_cmpeq_epi8_mask(v, ed) & ~nextLow; // a surrogate
@@ -696,8 +692,8 @@ VYN_AVX512 std::size_t mapBytesAvx512(unsigned char const* s, std::size_t len, u
 
 // The 256 bytes sit in four registers; two two-register byte permutes and
 // the top bit of each index pick the byte.
-VYN_AVX512 std::size_t mapUnitsLowAvx512(unsigned short const* s, std::size_t len,
-                                         unsigned char* d, unsigned char const* table) {
+VYN_AVX512 std::size_t mapUnitsLowAvx512(unsigned short const* s, std::size_t len, unsigned char* d,
+                                         unsigned char const* table) {
     __m512i const t0 = _mm512_loadu_si512(table);
     __m512i const t1 = _mm512_loadu_si512(table + 64);
     __m512i const t2 = _mm512_loadu_si512(table + 128);
@@ -713,8 +709,8 @@ VYN_AVX512 std::size_t mapUnitsLowAvx512(unsigned short const* s, std::size_t le
         __m512i const lo = _mm512_permutex2var_epi8(t0, idx, t1);
         __m512i const hi = _mm512_permutex2var_epi8(t2, idx, t3);
         __m512i const b = _mm512_mask_mov_epi8(lo, _mm512_movepi8_mask(idx), hi);
-        __mmask32 const none = static_cast<__mmask32>(
-            _mm512_mask_cmpeq_epi8_mask(km, b, _mm512_setzero_si512()));
+        __mmask32 const none =
+            static_cast<__mmask32>(_mm512_mask_cmpeq_epi8_mask(km, b, _mm512_setzero_si512()));
         __mmask32 const stop = high | none;
         std::size_t const n = stop != 0 ? static_cast<unsigned>(__builtin_ctz(stop)) : k;
         _mm256_mask_storeu_epi8(d + i, lowBits32(n), _mm512_castsi512_si256(b));
@@ -724,14 +720,12 @@ VYN_AVX512 std::size_t mapUnitsLowAvx512(unsigned short const* s, std::size_t le
     return i;
 }
 
-VYN_AVX512 std::size_t countLowAvx512(unsigned short const* s, std::size_t len,
-                                      std::size_t* seen) {
+VYN_AVX512 std::size_t countLowAvx512(unsigned short const* s, std::size_t len, std::size_t* seen) {
     std::size_t const n = len < 64 ? len : 64;
     __m512i const x100 = _mm512_set1_epi16(0x100);
     __mmask32 const m0 = lowBits32(n < 32 ? n : 32);
     __mmask32 const m1 = lowBits32(n > 32 ? n - 32 : 0);
-    __mmask32 const a =
-        _mm512_mask_cmplt_epu16_mask(m0, _mm512_maskz_loadu_epi16(m0, s), x100);
+    __mmask32 const a = _mm512_mask_cmplt_epu16_mask(m0, _mm512_maskz_loadu_epi16(m0, s), x100);
     __mmask32 const b =
         _mm512_mask_cmplt_epu16_mask(m1, _mm512_maskz_loadu_epi16(m1, s + 32), x100);
     *seen = n;
@@ -760,28 +754,31 @@ VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short cons
     }
 }
 
-constexpr Kernels kSse2Kernels = {utf8ToUtf16Sse2,  false,          utf16ToUtf8Sse2,
-                              false,            widenSse2,      widenAsciiSse2,
-                              narrowSse2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
-                              scanUnitsSse2,    asciiPrefixSse2, asciiOnlySse2,
-                              nullptr,          nullptr,         nullptr};
-constexpr Kernels kAvx2Kernels = {utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2,
-                              false,            widenAvx2,      widenAsciiAvx2,
-                              narrowAvx2,       utf32ToUtf16Sse2, utf16ToUtf32Sse2,
-                              scanUnitsAvx2,    asciiPrefixAvx2, asciiOnlyAvx2,
-                              nullptr,          nullptr,         nullptr};
-constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,           utf16ToUtf8Avx512,
-                                true,               widenAvx512,    widenAsciiAvx512,
-                                narrowAvx512,       utf32ToUtf16Avx512, utf16ToUtf32Avx512,
-                                scanUnitsAvx512,    asciiPrefixAvx512,  utf8StrictAvx512,
-                                mapBytesAvx512,     mapUnitsLowAvx512,  countLowAvx512};
+constexpr Kernels kSse2Kernels = {
+    utf8ToUtf16Sse2,  false,          utf16ToUtf8Sse2, false,
+    widenSse2,        widenAsciiSse2, narrowSse2,      utf32ToUtf16Sse2,
+    utf16ToUtf32Sse2, scanUnitsSse2,  asciiPrefixSse2, asciiOnlySse2,
+    nullptr,          nullptr,        nullptr};
+constexpr Kernels kAvx2Kernels = {
+    utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2, false,
+    widenAvx2,        widenAsciiAvx2, narrowAvx2,      utf32ToUtf16Sse2,
+    utf16ToUtf32Sse2, scanUnitsAvx2,  asciiPrefixAvx2, asciiOnlyAvx2,
+    nullptr,          nullptr,        nullptr};
+constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,
+                                    utf16ToUtf8Avx512,  true,
+                                    widenAvx512,        widenAsciiAvx512,
+                                    narrowAvx512,       utf32ToUtf16Avx512,
+                                    utf16ToUtf32Avx512, scanUnitsAvx512,
+                                    asciiPrefixAvx512,  utf8StrictAvx512,
+                                    mapBytesAvx512,     mapUnitsLowAvx512,
+                                    countLowAvx512};
 
 Level cpuLevel() {
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-        __builtin_cpu_supports("avx512vbmi2") &&
-        __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt"))
+        __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2") &&
+        __builtin_cpu_supports("popcnt"))
         return kAvx512;
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
         __builtin_cpu_supports("popcnt"))
@@ -791,10 +788,14 @@ Level cpuLevel() {
 
 Kernels const& kernelsFor(Level l) {
     switch (l) {
-    case kAvx512: return kAvx512Kernels;
-    case kAvx2: return kAvx2Kernels;
-    case kSse2: return kSse2Kernels;
-    default: return kScalarKernels;
+    case kAvx512:
+        return kAvx512Kernels;
+    case kAvx2:
+        return kAvx2Kernels;
+    case kSse2:
+        return kSse2Kernels;
+    default:
+        return kScalarKernels;
     }
 }
 
@@ -852,10 +853,14 @@ Level setLevel(Level l) {
 
 char const* levelName(Level l) {
     switch (l) {
-    case kSse2: return "sse2";
-    case kAvx2: return "avx2";
-    case kAvx512: return "avx512";
-    default: return "scalar";
+    case kSse2:
+        return "sse2";
+    case kAvx2:
+        return "avx2";
+    case kAvx512:
+        return "avx512";
+    default:
+        return "scalar";
     }
 }
 

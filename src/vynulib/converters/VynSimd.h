@@ -42,8 +42,7 @@ struct Kernels {
     std::size_t (*widenAscii)(unsigned char const* s, std::size_t len, unsigned short* d);
     // Units below max (0x80 or 0x100) to bytes; stops at the first unit at or
     // above. Returns the count.
-    std::size_t (*narrow)(unsigned short const* s, std::size_t len, unsigned char* d,
-                          unsigned max);
+    std::size_t (*narrow)(unsigned short const* s, std::size_t len, unsigned char* d, unsigned max);
     // 32-bit values up to 0xFFFF to units (s may be misaligned); stops at the
     // first value above. Returns the count.
     std::size_t (*utf32ToUtf16)(unsigned char const* s, std::size_t len, unsigned short* d);

@@ -20,8 +20,8 @@ SetInfo const kSets[] = {
     {"VYNCS_WCP936", VYNCS_WCP936, "CP936 GBK MS936 WINDOWS-936"},
     {"VYNCS_WCP949", VYNCS_WCP949, "CP949 UHC MS949 WINDOWS-949"},
     {"VYNCS_WCP950", VYNCS_WCP950, "CP950 MS950 WINDOWS-950"},
-    {"VYNCS_UTF16", VYNCS_UTF16, "UTF-16 UTF-16LE"},
-    {"VYNCS_UTF16BE", VYNCS_UTF16BE, "UTF-16BE"},
+    {"VYNCS_UTF16", VYNCS_UTF16, ""},
+    {"VYNCS_UTF16BE", VYNCS_UTF16BE, ""},
     {"VYNCS_UTF16ESC", VYNCS_UTF16ESC, "UTF-16ESC"},
     {"VYNCS_WCP1250", VYNCS_WCP1250, "CP1250 WINDOWS-1250"},
     {"VYNCS_WCP1251", VYNCS_WCP1251, "CP1251 WINDOWS-1251"},
@@ -32,8 +32,8 @@ SetInfo const kSets[] = {
     {"VYNCS_WCP1256", VYNCS_WCP1256, "CP1256 WINDOWS-1256"},
     {"VYNCS_WCP1257", VYNCS_WCP1257, "CP1257 WINDOWS-1257"},
     {"VYNCS_WCP1258", VYNCS_WCP1258, "CP1258 WINDOWS-1258"},
-    {"VYNCS_UTF32", VYNCS_UTF32, "UTF-32 UTF-32LE UCS-4LE"},
-    {"VYNCS_UTF32BE", VYNCS_UTF32BE, "UTF-32BE"},
+    {"VYNCS_UTF32", VYNCS_UTF32, ""},
+    {"VYNCS_UTF32BE", VYNCS_UTF32BE, ""},
     {"VYNCS_KOI8R", VYNCS_KOI8R, "KOI8-R CP20866"},
     {"VYNCS_ISO_8859_1", VYNCS_ISO_8859_1, "ISO-8859-1 ISO8859-1 LATIN1 L1 CP28591"},
     {"VYNCS_ISO_8859_2", VYNCS_ISO_8859_2, "ISO-8859-2 ISO8859-2 LATIN2 L2 CP28592"},
@@ -70,6 +70,30 @@ SetInfo const kSets[] = {
     {"VYNCS_UTF8", VYNCS_UTF8, "UTF-8 UTF8 CP65001"},
 };
 
+// Forms the tool builds around the library's converters, looked up before the
+// sets above. UCS-2 is little-endian and UCS-4 big-endian, as the C library's
+// converter has them on this kind of machine.
+struct FormInfo {
+    char const* names; // space-separated, matched like the aliases
+    VynCharSet cs;
+    bool big, bom, ucs2, ascii;
+};
+FormInfo const kForms[] = {
+    {"UTF-16", VYNCS_UTF16, false, true, false, false},
+    {"UTF-16LE", VYNCS_UTF16, false, false, false, false},
+    {"UTF-16BE VYNCS_UTF16BE 1201", VYNCS_UTF16, true, false, false, false},
+    {"UCS-2 UCS-2LE", VYNCS_UTF16, false, false, true, false},
+    {"UCS-2BE ISO-10646-UCS-2", VYNCS_UTF16, true, false, true, false},
+    {"UTF-32", VYNCS_UTF32, false, true, false, false},
+    {"UTF-32LE UCS-4LE", VYNCS_UTF32, false, false, false, false},
+    {"UTF-32BE VYNCS_UTF32BE 12001 UCS-4 UCS-4BE ISO-10646-UCS-4", VYNCS_UTF32, true, false, false,
+     false},
+    {"ASCII US-ASCII ANSI_X3.4-1968 ANSI_X3.4-1986 ISO646-US ISO_646.IRV:1991 US CP367 IBM367 "
+     "CSASCII 646",
+     VYNCS_ISO_8859_1, false, false, false, true},
+};
+// End of the name tables.
+
 std::string squash(char const* s, size_t n) {
     std::string r;
     for (size_t i = 0; i < n; ++i) {
@@ -79,6 +103,17 @@ std::string squash(char const* s, size_t n) {
         r += c;
     }
     return r;
+}
+
+bool inList(char const* p, std::string const& key) {
+    while (*p) {
+        char const* e = std::strchr(p, ' ');
+        size_t n = e ? static_cast<size_t>(e - p) : std::strlen(p);
+        if (squash(p, n) == key) return true;
+        p += n;
+        while (*p == ' ') ++p;
+    }
+    return false;
 }
 
 bool matchesAlias(SetInfo const& s, std::string const& key) {
@@ -160,14 +195,46 @@ Lookup lookupSet(char const* text, VynCharSet* out) {
     return Lookup::Found;
 }
 
+Lookup lookupEndpoint(char const* text, Endpoint* out) {
+    std::string t = text ? text : "";
+    // iconv's suffixes: "UTF-8//TRANSLIT", "ASCII//TRANSLIT//IGNORE".
+    size_t slash = t.find("//");
+    if (slash != std::string::npos) {
+        std::string suffix = squash(t.c_str() + slash, t.size() - slash);
+        out->translit = suffix.find("TRANSLIT") != std::string::npos;
+        out->ignore = suffix.find("IGNORE") != std::string::npos;
+        t.erase(slash);
+    }
+    out->name = t;
+    std::string key = squash(t.c_str(), t.size());
+    for (FormInfo const& f : kForms)
+        if (!key.empty() && inList(f.names, key)) {
+            out->cs = f.cs;
+            out->bigEndian = f.big;
+            out->bom = f.bom;
+            out->ucs2 = f.ucs2;
+            out->ascii = f.ascii;
+            return Lookup::Found;
+        }
+    if (t.empty()) return Lookup::Unknown;
+    return lookupSet(t.c_str(), &out->cs);
+}
+
 void printSetList(std::FILE* out) {
     for (SetInfo const& s : kSets) {
-        char const* state = s.cs == VYNCS_OS_DEFAULT ? "default"
-                            : isServed(s.cs)         ? "served"
-                                                     : "no-converter";
+        char const* state = s.cs == VYNCS_OS_DEFAULT                         ? "default"
+                            : isServed(s.cs)                                 ? "served"
+                            : s.cs == VYNCS_UTF16BE || s.cs == VYNCS_UTF32BE ? "swapped"
+                                                                             : "no-converter";
         std::fprintf(out, "%-22s %6d  %-12s %s\n", s.name, static_cast<int>(s.cs), state,
                      s.aliases);
     }
+    for (FormInfo const& f : kForms)
+        std::fprintf(out, "form %-24s %s%s%s%s\n", f.names, f.bom ? "byte-order mark, " : "",
+                     f.ascii ? "seven bits"
+                     : f.big ? "big-endian"
+                             : "little-endian",
+                     f.ucs2 ? ", no pairs" : "", "");
 }
 
 DefaultInfo explainDefault() {

@@ -20,6 +20,22 @@ struct SetInfo {
 
 enum class Lookup { Found, Unknown, NoConverter };
 
+// One side of a conversion as the user named it: the library set that does
+// the character work, and what the tool adds around it.
+struct Endpoint {
+    VynCharSet cs = VYNCS_OS_DEFAULT;
+    std::string name;       // as typed, without suffixes; for messages
+    bool ascii = false;     // seven bits only (through the ISO 8859-1 table)
+    bool bigEndian = false; // bytes swapped around the UTF-16/UTF-32 converter
+    bool bom = false;       // UTF-16/UTF-32: byte-order mark read, and written
+    bool ucs2 = false;      // UTF-16 without surrogate pairs
+    bool translit = false;  // "//TRANSLIT"
+    bool ignore = false;    // "//IGNORE"
+};
+
+// Resolves a set as the user typed it ("UTF-16BE", "ascii//TRANSLIT", "932").
+Lookup lookupEndpoint(char const* text, Endpoint* out);
+
 // Resolves a name, number or alias. On NoConverter *out is still set (a named
 // set the library does not convert, which it would silently treat as UTF-8).
 Lookup lookupSet(char const* text, VynCharSet* out);

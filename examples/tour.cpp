@@ -24,7 +24,7 @@ int main() {
 
     // 4. Strings: UTF-16 inside, any character set outside.
     VynUString s(latin1, VYNCS_ISO_8859_1);
-    s.toUpper(false);                           // "CAFÉ"
+    s.toUpper(false); // "CAFÉ"
     VynUStringList words = VynUString("a,b,,c", VYNCS_UTF8).split((unsigned short)',');
     std::cout << s.c_str(VYNCS_UTF8) << " " << words.size() << " fields, "
               << VynCharSetToString(VYNCS_EUC_JP) << "\n"; // CAFÉ 4 fields, VYNCS_EUC_JP

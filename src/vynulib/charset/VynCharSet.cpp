@@ -57,10 +57,12 @@ static VynCharSetConverterGB18030 g_oConverterGB18030(oGBKmap, VYNCS_GB18030);
 static VynCharSetConverterDBCS g_oConverterBIG5(oBIG5map, oBig5Type, VYNCS_BIG5);
 // Shift_JIS and Shift_JIS-2004 share the byte classes of code page 932.
 static VynCharSetConverterDBCS g_oConverterSHIFTJIS(oSHIFTJISmap, oCP932Type, VYNCS_SHIFTJIS);
-static VynCharSetConverterDBCSEx g_oConverterSJIS0213(oSJIS0213_2004map, oCP932Type, VYNCS_SJIS0213);
+static VynCharSetConverterDBCSEx g_oConverterSJIS0213(oSJIS0213_2004map, oCP932Type,
+                                                      VYNCS_SJIS0213);
 static VynCharSetConverterEUC_CN_KR g_oConverterEUC_KR(oKSX1001map, VYNCS_EUC_KR);
 static VynCharSetConverterEUC_CN_KR g_oConverterEUC_CN(oGB2312map, VYNCS_EUC_CN);
-static VynCharSetConverterEUC_JP g_oConverterEUC_JP(oJIS0208map, oJIS0201map, oJIS0212map, VYNCS_EUC_JP);
+static VynCharSetConverterEUC_JP g_oConverterEUC_JP(oJIS0208map, oJIS0201map, oJIS0212map,
+                                                    VYNCS_EUC_JP);
 static VynCharSetConverterUTF8 g_oConverterUTF8(VYNCS_UTF8);
 static VynCharSetConverterUTF16 g_oConverterUTF16(VYNCS_UTF16);
 static VynCharSetConverterUTF32 g_oConverterUTF32(VYNCS_UTF32);

@@ -84,20 +84,19 @@ protected:
     unsigned char const* m_pType;
 };
 
-#define VYN_MBCS_OPERATIONS                                                                       \
-    unsigned long getNumUnits(void const* src, unsigned long len) override;                       \
-    unsigned long toUTF16(unsigned short* dst, void const* src, unsigned long dstUnits,           \
-                          ILLCHAR_OPTYPE op, bool* illegal, int maxSrc) override;                 \
-    unsigned long getNumBytes(unsigned short const* src, unsigned long len) override;             \
-    unsigned long fromUTF16(void* dst, unsigned short const* src, unsigned long dstCap,           \
+#define VYN_MBCS_OPERATIONS                                                                        \
+    unsigned long getNumUnits(void const* src, unsigned long len) override;                        \
+    unsigned long toUTF16(unsigned short* dst, void const* src, unsigned long dstUnits,            \
+                          ILLCHAR_OPTYPE op, bool* illegal, int maxSrc) override;                  \
+    unsigned long getNumBytes(unsigned short const* src, unsigned long len) override;              \
+    unsigned long fromUTF16(void* dst, unsigned short const* src, unsigned long dstCap,            \
                             ILLCHAR_OPTYPE op, bool* illegal) override;
 
 // Windows code pages 932, 936, 949, 950, Shift_JIS and Big5.
 class VYN_API VynCharSetConverterDBCS : public VynCharSetConverterMBCS,
                                         private VynCharSetConverterDBCSBase {
 public:
-    VynCharSetConverterDBCS(unsigned short const* table, unsigned char const* type,
-                            VynCharSet cs);
+    VynCharSetConverterDBCS(unsigned short const* table, unsigned char const* type, VynCharSet cs);
     VynCharSetConverterDBCS(char const* name, unsigned char const* type, VynCharSet cs);
     ~VynCharSetConverterDBCS() override;
 
@@ -111,8 +110,7 @@ public:
 class VYN_API VynCharSetConverterDBCSEx : public VynCharSetConverterMBCSEx,
                                           private VynCharSetConverterDBCSBase {
 public:
-    VynCharSetConverterDBCSEx(sMBCSExTable const* table, unsigned char const* type,
-                              VynCharSet cs);
+    VynCharSetConverterDBCSEx(sMBCSExTable const* table, unsigned char const* type, VynCharSet cs);
     VynCharSetConverterDBCSEx(char const* name, unsigned char const* type, VynCharSet cs);
     ~VynCharSetConverterDBCSEx() override;
 

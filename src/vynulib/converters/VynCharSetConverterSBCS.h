@@ -32,7 +32,7 @@ public:
 
 private:
     char const* m_pName;
-    std::atomic<unsigned short*> m_pForward;            // 256 entries
+    std::atomic<unsigned short*> m_pForward;             // 256 entries
     std::atomic<LookupTable<unsigned char>*> m_pReverse; // unit -> byte
     unsigned short const* m_pMap;
     pthread_mutex_t m_oMutex;

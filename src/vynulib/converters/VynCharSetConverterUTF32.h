@@ -20,8 +20,8 @@ public:
     unsigned long fromUTF8(void* dst, unsigned char const* src, unsigned long len,
                            ILLCHAR_OPTYPE op, bool* illegal) override;
     // UTF-32 to UTF-8: len is the capacity in bytes; returns bytes.
-    unsigned long toUTF8(unsigned char* dst, void const* src, unsigned long len,
-                         ILLCHAR_OPTYPE op, bool* illegal) override;
+    unsigned long toUTF8(unsigned char* dst, void const* src, unsigned long len, ILLCHAR_OPTYPE op,
+                         bool* illegal) override;
     int getMinUnitSize() const override { return 4; }
     int getMaxUnitSize() const override { return 4; }
     int getNullCharSize() const override { return 4; }

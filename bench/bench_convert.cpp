@@ -16,6 +16,7 @@
 // vyn, icu, icu_utf8 (UTF-8 only: u_strFromUTF8 / u_strToUTF8) and iconv.
 // Throughput counts the input bytes of the calls: the set's bytes when
 // decoding, UTF-16 bytes when encoding.
+#include <vynulib/internal/VynCatalogue.h>
 #include <vynulib/vynulib.h>
 
 #include <benchmark/benchmark.h>
@@ -44,8 +45,10 @@ namespace {
 
 constexpr std::size_t kBulkBytes = 64 * 1024;
 
-// One served set: the languages whose text it is fed, and the nearest peer
-// converters. Alternatives are separated by '|'; the first that opens is used.
+// What a served set is fed and compared with: the languages whose text it
+// reads, and the nearest peer converters. Alternatives are separated by '|';
+// the first that opens is used. The sets themselves come from the library's
+// catalogue; one without a row here is fed every language and has no peer.
 struct SetEntry {
     VynCharSet cs;
     char const* groups; // comma-separated corpus files, or "*" for all
@@ -61,7 +64,7 @@ struct SetEntry {
 char const* const kAllGroups =
     "ja,zh_CN,zh_TW,ko,ru,el,th,ar,he,tr,vi,western,central,baltic,nordic,cyrillic,ro";
 
-SetEntry const kSets[] = {
+SetEntry const kPeers[] = {
     {VYNCS_WCP1250, "central", "windows-1250", "CP1250"},
     {VYNCS_WCP1251, "cyrillic", "windows-1251", "CP1251"},
     {VYNCS_WCP1252, "western", "windows-1252", "CP1252"},
@@ -369,6 +372,13 @@ std::vector<std::u16string> const& loadGroup(std::string const& dir, std::string
     auto it = g_groups.find(g);
     if (it != g_groups.end()) return it->second;
     auto& lines = g_groups[g];
+    if (g == "ascii") {
+        // The western lines that are pure ASCII.
+        for (auto const& u : loadGroup(dir, "western"))
+            if (std::all_of(u.begin(), u.end(), [](char16_t c) { return c < 0x80; }))
+                lines.push_back(u);
+        return lines;
+    }
     std::ifstream in(dir + "/" + g + ".txt", std::ios::binary);
     if (!in) std::fprintf(stderr, "bench: no corpus file %s/%s.txt\n", dir.c_str(), g.c_str());
     std::string line;
@@ -389,11 +399,12 @@ bool sameAs(Impl& impl, std::u16string const& text, std::string const& bytes) {
     return std::string(b.data(), m) == bytes;
 }
 
-std::unique_ptr<SetWork> buildSet(SetEntry const& set, std::string const& dir,
-                                  std::size_t capBytes) {
+std::unique_ptr<SetWork> buildSet(SetEntry const& set, std::string const& dir, std::size_t capBytes,
+                                  std::string const& suffix = "") {
     auto w = std::make_unique<SetWork>();
     char const* full = VynCharSetToString(set.cs);
     w->name = std::strncmp(full, "VYNCS_", 6) == 0 ? full + 6 : full;
+    w->name += suffix;
 
     auto vyn = std::make_unique<VynImpl>(set.cs);
     VynImpl& lib = *vyn;
@@ -511,6 +522,262 @@ void runEncode(benchmark::State& state, Impl* impl, Texts const* t) {
 
 std::vector<std::unique_ptr<SetWork>> g_work;
 
+// --- the entry points ----------------------------------------------------------
+//
+// LocalToUTF8 and the five others, as callers make them, against ICU (two
+// converters opened once and ucnv_convertEx between them; ucnv_toUChars /
+// ucnv_fromUChars and u_strFromUTF8 / u_strToUTF8 where one side is UTF-16)
+// and iconv between the two sets directly. Names: <fn>:<set>/entry/<shape>/<impl>.
+
+enum class Fn {
+    kLocalToUTF8,
+    kUTF8ToLocal,
+    kLocalToUTF16,
+    kUTF16ToLocal,
+    kUTF8ToUTF16,
+    kUTF16ToUTF8
+};
+
+char const* fnName(Fn f) {
+    switch (f) {
+    case Fn::kLocalToUTF8:
+        return "LocalToUTF8";
+    case Fn::kUTF8ToLocal:
+        return "UTF8ToLocal";
+    case Fn::kLocalToUTF16:
+        return "LocalToUTF16";
+    case Fn::kUTF16ToLocal:
+        return "UTF16ToLocal";
+    case Fn::kUTF8ToUTF16:
+        return "UTF8ToUTF16";
+    default:
+        return "UTF16ToUTF8";
+    }
+}
+
+// Input and output of each function: 'l' local bytes, '8' UTF-8, 'w' UTF-16.
+char fnFrom(Fn f) {
+    return f == Fn::kLocalToUTF8 || f == Fn::kLocalToUTF16  ? 'l'
+           : f == Fn::kUTF8ToLocal || f == Fn::kUTF8ToUTF16 ? '8'
+                                                            : 'w';
+}
+char fnTo(Fn f) {
+    return f == Fn::kUTF8ToLocal || f == Fn::kUTF16ToLocal  ? 'l'
+           : f == Fn::kLocalToUTF8 || f == Fn::kUTF16ToUTF8 ? '8'
+                                                            : 'w';
+}
+
+// Runs one call: len input bytes at src (terminated), cap bytes of room at dst.
+class EntryImpl {
+public:
+    explicit EntryImpl(std::string name) : m_name(std::move(name)) {}
+    virtual ~EntryImpl() = default;
+    std::string const& name() const { return m_name; }
+    virtual std::size_t run(char const* src, std::size_t len, char* dst, std::size_t cap) = 0;
+
+private:
+    std::string m_name;
+};
+
+class VynEntry : public EntryImpl {
+public:
+    VynEntry(Fn f, VynCharSet cs) : EntryImpl("vyn"), m_f(f), m_cs(cs) {}
+    std::size_t run(char const* src, std::size_t, char* dst, std::size_t cap) override {
+        auto* u8 = reinterpret_cast<unsigned char*>(dst);
+        auto* u16 = reinterpret_cast<unsigned short*>(dst);
+        auto const* s8 = reinterpret_cast<unsigned char const*>(src);
+        auto const* s16 = reinterpret_cast<unsigned short const*>(src);
+        switch (m_f) {
+        case Fn::kLocalToUTF8:
+            return LocalToUTF8(u8, src, cap, m_cs);
+        case Fn::kUTF8ToLocal:
+            return UTF8ToLocal(dst, s8, cap, m_cs);
+        case Fn::kLocalToUTF16:
+            return static_cast<std::size_t>(
+                LocalToUTF16(u16, src, static_cast<int>(cap / 2), m_cs));
+        case Fn::kUTF16ToLocal:
+            return UTF16ToLocal(dst, s16, cap, m_cs);
+        case Fn::kUTF8ToUTF16:
+            return UTF8ToUTF16(u16, s8, cap / 2);
+        default:
+            return UTF16ToUTF8(u8, s16, cap);
+        }
+    }
+
+private:
+    Fn m_f;
+    VynCharSet m_cs;
+};
+
+class IconvEntry : public EntryImpl {
+public:
+    static std::unique_ptr<IconvEntry> open(char const* to, char const* from) {
+        iconv_t cd = iconv_open(to, from);
+        if (cd == reinterpret_cast<iconv_t>(-1)) return nullptr;
+        return std::unique_ptr<IconvEntry>(new IconvEntry(cd));
+    }
+    ~IconvEntry() override { iconv_close(m_cd); }
+    std::size_t run(char const* src, std::size_t len, char* dst, std::size_t cap) override {
+        char* in = const_cast<char*>(src);
+        char* out = dst;
+        std::size_t inLeft = len, outLeft = cap;
+        if (iconv(m_cd, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1)) return 0;
+        return cap - outLeft;
+    }
+
+private:
+    explicit IconvEntry(iconv_t cd) : EntryImpl("iconv"), m_cd(cd) {}
+    iconv_t m_cd;
+};
+
+#ifdef VYN_HAVE_ICU
+class IcuEntry : public EntryImpl {
+public:
+    static std::unique_ptr<IcuEntry> open(Fn f, char const* local) {
+        UErrorCode e = U_ZERO_ERROR;
+        UConverter* l = ucnv_open(local, &e);
+        if (U_FAILURE(e)) return nullptr;
+        UConverter* u = ucnv_open("UTF-8", &e);
+        if (U_FAILURE(e)) {
+            ucnv_close(l);
+            return nullptr;
+        }
+        return std::unique_ptr<IcuEntry>(new IcuEntry(f, l, u));
+    }
+    ~IcuEntry() override {
+        ucnv_close(m_local);
+        ucnv_close(m_utf8);
+    }
+    std::size_t run(char const* src, std::size_t len, char* dst, std::size_t cap) override {
+        UErrorCode e = U_ZERO_ERROR;
+        auto const* s16 = reinterpret_cast<UChar const*>(src);
+        auto* d16 = reinterpret_cast<UChar*>(dst);
+        auto const n = static_cast<int32_t>(len);
+        auto const c = static_cast<int32_t>(cap);
+        int32_t r = 0;
+        switch (m_f) {
+        case Fn::kLocalToUTF8:
+        case Fn::kUTF8ToLocal: {
+            UConverter* to = m_f == Fn::kLocalToUTF8 ? m_utf8 : m_local;
+            UConverter* from = m_f == Fn::kLocalToUTF8 ? m_local : m_utf8;
+            char* t = dst;
+            char const* sp = src;
+            ucnv_convertEx(to, from, &t, dst + cap, &sp, src + len, nullptr, nullptr, nullptr,
+                           nullptr, true, true, &e);
+            r = static_cast<int32_t>(t - dst);
+            break;
+        }
+        case Fn::kLocalToUTF16:
+            r = ucnv_toUChars(m_local, d16, c / 2, src, n, &e);
+            break;
+        case Fn::kUTF16ToLocal:
+            r = ucnv_fromUChars(m_local, dst, c, s16, n / 2, &e);
+            break;
+        case Fn::kUTF8ToUTF16:
+            u_strFromUTF8(d16, c / 2, &r, src, n, &e);
+            break;
+        default:
+            u_strToUTF8(dst, c, &r, s16, n / 2, &e);
+            break;
+        }
+        return U_FAILURE(e) ? 0 : static_cast<std::size_t>(r);
+    }
+
+private:
+    IcuEntry(Fn f, UConverter* l, UConverter* u)
+        : EntryImpl("icu"), m_f(f), m_local(l), m_utf8(u) {}
+    Fn m_f;
+    UConverter* m_local;
+    UConverter* m_utf8;
+};
+#endif
+
+struct EntryWork {
+    std::string name;
+    Texts const* line;
+    Texts const* bulk;
+    std::vector<std::unique_ptr<EntryImpl>> impls;
+};
+
+std::vector<std::unique_ptr<EntryWork>> g_entries;
+std::vector<std::unique_ptr<Texts>> g_utf8Texts;
+
+// The UTF-16 texts again as UTF-8.
+Texts const* asUtf8(Texts const& w) {
+    auto t = std::make_unique<Texts>();
+    VynCharSetConverter* c = VynCharSetConverter::getConverter(VYNCS_UTF8);
+    std::string out;
+    for (auto const& s : w.spans) {
+        out.assign(s.second * 3 / 2 + 8, '\0');
+        unsigned long n =
+            c->fromUTF16(&out[0], reinterpret_cast<unsigned short const*>(w.buf.data() + s.first),
+                         out.size() - 4, ILLCHAR_REPLACE, nullptr);
+        t->add(out.data(), n);
+    }
+    g_utf8Texts.push_back(std::move(t));
+    return g_utf8Texts.back().get();
+}
+
+void runEntry(benchmark::State& state, EntryImpl* impl, Texts const* t) {
+    std::size_t const cap = t->longest * 4 + 16;
+    std::vector<char> dst(cap + 8);
+    std::size_t sum = 0;
+    for (auto _ : state) {
+        for (auto const& s : t->spans)
+            sum += impl->run(t->buf.data() + s.first, s.second, dst.data(), cap);
+        benchmark::DoNotOptimize(sum);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(t->total));
+    state.counters["calls"] = static_cast<double>(t->spans.size());
+}
+
+// The local sets the entry points are measured with.
+struct EntrySet {
+    VynCharSet cs;
+    char const* icu;
+    char const* iconv;
+};
+EntrySet const kEntrySets[] = {
+    {VYNCS_UTF8, "UTF-8", "UTF-8"},
+    {VYNCS_WCP932, "ibm-943_P15A-2003", "CP932"},
+    {VYNCS_WCP936, "windows-936-2000", "CP936"},
+    {VYNCS_WCP1252, "windows-1252", "CP1252"},
+    {VYNCS_ISO_8859_1, "ISO-8859-1", "ISO-8859-1"},
+};
+
+void addEntries(SetWork const& w, EntrySet const& es) {
+    Texts const* u8Line = asUtf8(w.encLine);
+    Texts const* u8Bulk = asUtf8(w.encBulk);
+    for (Fn f : {Fn::kLocalToUTF8, Fn::kUTF8ToLocal, Fn::kLocalToUTF16, Fn::kUTF16ToLocal,
+                 Fn::kUTF8ToUTF16, Fn::kUTF16ToUTF8}) {
+        // The two UTF-8/UTF-16 functions do not depend on the local set.
+        bool const local = fnFrom(f) == 'l' || fnTo(f) == 'l';
+        if (!local && es.cs != VYNCS_UTF8) continue;
+        auto e = std::make_unique<EntryWork>();
+        e->name = std::string(fnName(f)) + (local ? ":" + w.name : "");
+        char const from = fnFrom(f);
+        e->line = from == 'l' ? &w.decLine : from == '8' ? u8Line : &w.encLine;
+        e->bulk = from == 'l' ? &w.decBulk : from == '8' ? u8Bulk : &w.encBulk;
+        e->impls.push_back(std::make_unique<VynEntry>(f, es.cs));
+#ifdef VYN_HAVE_ICU
+        if (auto icu = IcuEntry::open(f, es.icu)) e->impls.push_back(std::move(icu));
+#endif
+        auto side = [&](char k) { return k == 'l' ? es.iconv : k == '8' ? "UTF-8" : "UTF-16LE"; };
+        if (auto ic = IconvEntry::open(side(fnTo(f)), side(from)))
+            e->impls.push_back(std::move(ic));
+        for (auto const& impl : e->impls) {
+            std::string base = e->name + "/entry/";
+            benchmark::RegisterBenchmark((base + "bulk/" + impl->name()).c_str(), runEntry,
+                                         impl.get(), e->bulk);
+            benchmark::RegisterBenchmark((base + "line/" + impl->name()).c_str(), runEntry,
+                                         impl.get(), e->line);
+        }
+        g_entries.push_back(std::move(e));
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -535,8 +802,35 @@ int main(int argc, char** argv) {
     benchmark::AddCustomContext("vyn_corpus", dir);
     benchmark::AddCustomContext("vyn_kib_per_set", std::to_string(kib));
 
-    for (auto const& set : kSets) {
-        auto w = buildSet(set, dir, kib * 1024);
+    // UTF-8 once per language too (and on pure-ASCII text), GB18030 on
+    // four-byte text.
+    std::vector<std::pair<SetEntry, std::string>> runs;
+    for (VynCharSet cs : vyn::catalogue::kServed) {
+        SetEntry set{cs, "*", nullptr, nullptr};
+        for (auto const& p : kPeers)
+            if (p.cs == cs) set = p;
+        runs.emplace_back(set, "");
+        if (set.cs == VYNCS_GB18030) {
+            // Korean text lies in the four-byte area.
+            SetEntry one = set;
+            runs.emplace_back(one, ".ko");
+        }
+        if (set.cs != VYNCS_UTF8) continue;
+        for (auto const& g : split(std::string(kAllGroups) + ",ascii", ',')) {
+            SetEntry one = set;
+            one.groups = g == "ascii" ? "ascii" : nullptr;
+            runs.emplace_back(one, "." + g);
+        }
+    }
+    std::vector<std::string> keepGroups;
+    keepGroups.reserve(runs.size());
+    for (auto& r : runs) {
+        auto const& set = r.first;
+        if (!r.second.empty()) {
+            keepGroups.push_back(r.second.substr(1));
+            r.first.groups = keepGroups.back().c_str();
+        }
+        auto w = buildSet(set, dir, kib * 1024, r.second);
         std::string drops;
         for (auto const& d : w->dropped) drops += " " + d.first + ":" + std::to_string(d.second);
         std::fprintf(stderr, "bench: %-12s kept %6zu of %6zu lines (%7zu bytes)%s%s\n",
@@ -560,10 +854,14 @@ int main(int argc, char** argv) {
             benchmark::RegisterBenchmark((base + "encode/line/" + p->name()).c_str(), runEncode, p,
                                          &sw->encLine);
         }
+        if (r.second.empty())
+            for (auto const& es : kEntrySets)
+                if (es.cs == set.cs) addEntries(*sw, es);
         g_work.push_back(std::move(w));
     }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    g_entries.clear();
     g_work.clear();
     return 0;
 }

@@ -66,6 +66,35 @@ def mbs(v):
     return "%8.0f" % (v / 1e6) if v is not None else "%8s" % "-"
 
 
+def print_markdown(results, order, peers):
+    """Two tables of our ratio to the fastest peer: the sets by direction and
+    shape, then the entry points by shape."""
+    rows = []
+    for key in order:
+        if key[0] not in rows:
+            rows.append(key[0])
+
+    def table(title, cols, names):
+        print("| %s | " % title + " | ".join("%s %s" % c if c[0] != "entry" else c[1]
+                                            for c in cols) + " |")
+        print("|---|" + "---:|" * len(cols))
+        for row in names:
+            cells = []
+            for direction, shape in cols:
+                r = results.get((row, direction, shape))
+                best = max((r[p] for p in peers if r and p in r), default=None)
+                cells.append("%.2fx" % (r[OURS] / best) if r and OURS in r and best else "")
+            if any(cells):
+                print("| %s | %s |" % (row, " | ".join(cells)))
+        print()
+
+    sets = [r for r in rows if not any(k[0] == r and k[1] == "entry" for k in results)]
+    entries = [r for r in rows if r not in sets]
+    table("set", [("decode", "bulk"), ("decode", "line"), ("encode", "bulk"),
+                  ("encode", "line")], sets)
+    table("entry point:local set", [("entry", "bulk"), ("entry", "line")], entries)
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     ap.add_argument("--json", help="benchmark JSON to read (or to write with --run)")
@@ -75,6 +104,8 @@ def main():
     ap.add_argument("--filter", help="--benchmark_filter for --run")
     ap.add_argument("--repetitions", type=int, default=1, help="repetitions for --run (median)")
     ap.add_argument("--kib", type=int, default=0, help="text per set for --run, KiB of UTF-16")
+    ap.add_argument("--markdown", action="store_true",
+                    help="print only a Markdown table of the ratios (for the README)")
     args = ap.parse_args()
     if not args.run and not args.json:
         ap.error("give --json FILE, --run BINARY, or both")
@@ -94,6 +125,10 @@ def main():
         print("no results", file=sys.stderr)
         return 1
     peers = [p for p in PEERS if any(p in r for r in results.values())]
+
+    if args.markdown:
+        print_markdown(results, order, peers)
+        return 0
 
     ctx = doc.get("context", {})
     print("bench_convert, %s CPUs at %s MHz, vynulib64 build %s, %s KiB of UTF-16 per set; "

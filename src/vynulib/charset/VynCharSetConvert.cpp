@@ -2,13 +2,19 @@
 // queries and the two UTF-16 string helpers.
 #include <vynulib/charset/VynCharSet.h>
 
+#include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <new>
 
 #include <vynulib/converters/VynCharSetConverter.h>
 #include <vynulib/internal/VynConvertCommon.h>
 #include <vynulib/internal/VynScratch.h>
+#include <vynulib/internal/VynSimd.h>
+#include <vynulib/internal/VynUtf8Known.h>
+#include <vynulib/internal/VynUtf8.h>
 
+using vyn::detail::isUtf8Cont;
 using vyn::detail::readEscape;
 using vyn::detail::Scratch;
 
@@ -44,6 +50,68 @@ unsigned long decodePathEscapes(unsigned short* text, unsigned long len) {
     return w;
 }
 
+// True when conv reads each byte 0x01-0x7F as the same unit and writes each
+// such unit as the same byte, with no flag, whatever stands around it: then a
+// pure-ASCII text needs no trip through UTF-16. Tried once per converter and
+// remembered (a slot holds the pointer, its low bit the answer). The escaped
+// UTF-16 form reads "U+XXXX" as one unit, so it never qualifies.
+bool mapsAsciiToItself(VynCharSetConverter* conv) {
+    static std::atomic<std::uintptr_t> s_aSeen[64];
+    auto const key = reinterpret_cast<std::uintptr_t>(conv);
+    for (auto& slot : s_aSeen) {
+        std::uintptr_t const v = slot.load(std::memory_order_acquire);
+        if (v == 0) break;
+        if ((v & ~std::uintptr_t(1)) == key) return (v & 1) != 0;
+    }
+    bool same = conv->getCharSet() != VYNCS_UTF16ESC && conv->getNullCharSize() == 1 &&
+                conv->getMinUnitSize() == 1;
+    if (same) {
+        char bytes[128];
+        unsigned short units[129];
+        for (int i = 1; i < 128; ++i) bytes[i - 1] = static_cast<char>(i);
+        bytes[127] = 0;
+        bool flag = true;
+        same = conv->toUTF16(units, bytes, 128, ILLCHAR_STOP, &flag, -1) == 127 && !flag;
+        for (int i = 1; same && i < 128; ++i) same = units[i - 1] == i;
+        char back[129];
+        flag = true;
+        same = same && conv->fromUTF16(back, units, 128, ILLCHAR_STOP, &flag) == 127 && !flag &&
+               std::memcmp(back, bytes, 128) == 0;
+    }
+    std::uintptr_t const v = key | (same ? 1 : 0);
+    for (auto& slot : s_aSeen) {
+        std::uintptr_t expected = 0;
+        if (slot.compare_exchange_strong(expected, v, std::memory_order_acq_rel)) break;
+        if ((expected & ~std::uintptr_t(1)) == key) break; // another thread was first
+    }
+    return same;
+}
+
+// The text itself is the result when it reads back unchanged through UTF-16:
+// UTF-8 to UTF-8 for text of whole, well-formed one- to three-byte
+// sequences, or pure ASCII through a set that maps ASCII to itself. Only with
+// vector kernels: the scalar build keeps the trip through UTF-16.
+bool passesUnchanged(VynCharSetConverter* conv, unsigned char const* src, unsigned long n) {
+    vyn::simd::Kernels const& k = vyn::simd::g_oKernels;
+    if (k.utf8Strict == nullptr) return false;
+    if (conv == utf8()) return k.utf8Strict(src, n);
+    return k.asciiPrefix(src, n) == n && mapsAsciiToItself(conv);
+}
+
+// Copies src[0..n) to dst cut at the last whole UTF-8 character that fits in
+// room bytes (ASCII is cut anywhere), and terminates it.
+unsigned long copyWhole(unsigned char* dst, unsigned char const* src, unsigned long n,
+                        unsigned long room) {
+    unsigned long k = n;
+    if (k > room) {
+        k = room;
+        while (k > 0 && isUtf8Cont(src[k])) --k;
+    }
+    std::memcpy(dst, src, k);
+    dst[k] = 0;
+    return k;
+}
+
 // Local bytes or UTF-8 to UTF-8 / local bytes through the scratch buffer. The
 // byte-to-UTF-16 half is shared; the caller picks the encoding half.
 struct Decoded {
@@ -54,6 +122,13 @@ struct Decoded {
 Decoded decode(VynCharSetConverter* conv, unsigned short* buffer, char const* src, unsigned long n,
                bool wantFlag) {
     Decoded d{0, false};
+    if (conv == utf8()) {
+        // The length is known already: no second scan.
+        d.m_uUnits =
+            vyn::detail::utf8ToUtf16Known(buffer, reinterpret_cast<unsigned char const*>(src), n, n,
+                                          wantFlag ? &d.m_bIllegal : nullptr);
+        return d;
+    }
     d.m_uUnits =
         conv->toUTF16(buffer, src, n, ILLCHAR_REPLACE, wantFlag ? &d.m_bIllegal : nullptr, -1);
     return d;
@@ -70,9 +145,11 @@ unsigned long utf8ToLocal(char* dst, unsigned char const* src, unsigned long dst
         std::memset(dst, 0, t);
         return 0;
     }
+    if (passesUnchanged(conv, src, n))
+        return copyWhole(reinterpret_cast<unsigned char*>(dst), src, n, dstSize - t);
     ScratchUnits scratch(n);
     if (scratch.get() == nullptr) return 0;
-    if (utf8()->toUTF16(scratch.get(), src, n, ILLCHAR_REPLACE, nullptr, -1) == 0) return 0;
+    if (vyn::detail::utf8ToUtf16Known(scratch.get(), src, n, n, nullptr) == 0) return 0;
     return conv->fromUTF16(dst, scratch.get(), dstSize - t, op, nullptr);
 }
 
@@ -86,12 +163,15 @@ unsigned long LocalToUTF8(unsigned char* dst, char const* src, unsigned long dst
         dst[0] = 0;
         return 0;
     }
+    VynCharSetConverter* conv = VynCharSetConverter::getConverter(cs);
+    if (passesUnchanged(conv, reinterpret_cast<unsigned char const*>(src), n))
+        return copyWhole(dst, reinterpret_cast<unsigned char const*>(src), n, dstSize - 1);
     ScratchUnits scratch(n);
     if (scratch.get() == nullptr) {
         dst[0] = 0;
         return 0;
     }
-    Decoded d = decode(VynCharSetConverter::getConverter(cs), scratch.get(), src, n, true);
+    Decoded d = decode(conv, scratch.get(), src, n, true);
     if (d.m_bIllegal) {
         // Text that is not valid in the claimed set is taken as Latin-1, so
         // no byte is lost.

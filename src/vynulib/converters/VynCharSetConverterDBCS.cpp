@@ -1,7 +1,10 @@
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
 #include <vynulib/internal/LookupTable.h>
+#include <cstring>
+
 #include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -42,9 +45,34 @@ unsigned long decodeDbcs(LookupTable<unsigned short> const* fwd, unsigned char c
                          ILLCHAR_OPTYPE op, bool* illegal, unsigned long limit) {
     unsigned short const* page0 = fwd->page(0);
     unsigned long pos = 0, out = 0;
+    // Runs of two or more ASCII bytes go through the vector table lookup when
+    // no ASCII byte is a lead byte here. It needs a known length: bytes
+    // [0, known) hold no zero; a unit takes two bytes at most.
+    auto map = vyn::simd::g_oKernels.mapBytes;
+    unsigned long known = 0;
+    if (map) {
+        unsigned char leads = 0;
+        for (unsigned i = 0; i < 0x80; ++i) leads |= type[i];
+        if (leads & 0x40)
+            map = nullptr;
+        else
+            known = strnlen(reinterpret_cast<char const*>(s),
+                            vyn::simd::satAdd(vyn::simd::satMul(dstUnits, 2), 2));
+        if (kLimited && known > limit) known = limit;
+    }
     while (out < dstUnits) {
         unsigned char b = s[pos];
         if (b == 0) break;
+        if (map && b < 0x80 && pos + 1 < known && s[pos + 1] < 0x80) {
+            std::size_t n = known - pos;
+            if (dstUnits - out < n) n = dstUnits - out;
+            n = vyn::simd::g_oKernels.asciiPrefix(s + pos, n);
+            std::size_t const m = map(s + pos, n, dst + out, page0);
+            pos += m;
+            out += m;
+            if (kLimited && pos >= limit) break;
+            if (m != 0) continue; // the loop tests the room and the terminator
+        }
         unsigned short u;
         bool whole = true;
         if (!(type[b] & 0x40)) {

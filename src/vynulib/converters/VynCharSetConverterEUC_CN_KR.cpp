@@ -4,7 +4,10 @@
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
 #include <vynulib/internal/LookupTable.h>
+#include <cstring>
+
 #include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -22,9 +25,32 @@ unsigned long decodeEuc(LookupTable<unsigned short> const* fwd, unsigned short* 
                         bool* illegal, unsigned long limit) {
     unsigned long k = 0;
     unsigned long i = 0;
+    // Long ASCII runs are widened a vector at a time. That needs a known
+    // length: bytes [0, known) hold no zero; a unit takes two bytes at most.
+    auto const widen = vyn::simd::g_oKernels.widen;
+    unsigned long known = 0;
+    if (widen) {
+        known = strnlen(reinterpret_cast<char const*>(s),
+                        vyn::simd::satAdd(vyn::simd::satMul(dstUnits, 2), 2));
+        if (kLimited && known > limit) known = limit;
+    }
     for (;;) {
         unsigned char b = s[i];
         unsigned short u = 0;
+        if (widen && b <= 0x7E && i + 16 < known && s[i + 1] <= 0x7E) {
+            std::size_t n = known - i;
+            if (dstUnits - k < n) n = dstUnits - k;
+            n = vyn::simd::g_oKernels.asciiPrefix(s + i, n);
+            // DEL is no ASCII character here.
+            if (void const* del = std::memchr(s + i, 0x7F, n))
+                n = static_cast<std::size_t>(static_cast<unsigned char const*>(del) - (s + i));
+            widen(s + i, n, dst + k);
+            k += n;
+            i += n;
+            if (kLimited && i >= limit) break;
+            if (k >= dstUnits || s[i] == 0) break;
+            b = s[i];
+        }
         if (b <= 0x7E) {
             // An ASCII run, bounded by the room and the limit (one unit and
             // one byte each); b is never 0: the loop ends at the terminator.

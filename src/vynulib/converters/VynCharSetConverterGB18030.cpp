@@ -6,6 +6,8 @@
 // (0x90 0x30 0x81 0x30) are code points plus 189000.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
+#include <vector>
+
 #include <vynulib/internal/LookupTable.h>
 #include <vynulib/internal/VynConvertCommon.h>
 #include <vynulib/internal/VynBuildOnce.h>
@@ -114,10 +116,49 @@ sGBRange const* VynCharSetConverterGB18030::getUni2GBRange(unsigned int unit) co
 
 namespace {
 
+// The four-byte BMP area and the range-mapped units, one lookup each: the
+// ranges searched once for every key and unit, at first use (after load, so
+// the searches take the index). The range tables are shared by every
+// instance, so one copy serves them all.
+struct DirectRanges {
+    unsigned decode(unsigned key) const {
+        unsigned const i = key - kFourByteBase;
+        return i < m_aDecode.size() ? m_aDecode[i] : 0;
+    }
+    std::vector<unsigned> m_aDecode; // four-byte key - kFourByteBase -> value, 0: none
+    std::vector<unsigned> m_aEncode; // unit -> key, 0: none
+    std::vector<unsigned> m_aBytes4; // unit -> its four bytes, first in the low byte
+    explicit DirectRanges(VynCharSetConverterGB18030 const& cnv) : m_aEncode(0x10000) {
+        for (unsigned key = kFourByteBase; key < kSupplementaryKey; ++key) {
+            sGBRange const* r = findRange(cnv.getGB2UniRange(key), key);
+            if (!r) continue;
+            m_aDecode.resize(key - kFourByteBase + 1);
+            m_aDecode[key - kFourByteBase] = r->target + (key - r->first);
+        }
+        m_aBytes4.resize(0x10000);
+        for (unsigned u = 0; u < 0x10000; ++u) {
+            sGBRange const* r = findRange(cnv.getUni2GBRange(u), u);
+            unsigned const key = r ? r->target + (u - r->first) : 0;
+            m_aEncode[u] = key;
+            if (key >= kFourByteBase && key < kKeyLimit) {
+                unsigned const l = key - kFourByteBase;
+                m_aBytes4[u] = (l / 12600 + 0x81) | ((l / 1260) % 10 + 0x30) << 8 |
+                               ((l % 1260) / 10 + 0x81) << 16 | (l % 10 + 0x30) << 24;
+            }
+        }
+    }
+};
+
+DirectRanges const& directRanges(VynCharSetConverterGB18030 const& cnv) {
+    static DirectRanges const s_oRanges(cnv); // built once, under the language's guard
+    return s_oRanges;
+}
+
 // Decodes the character at s (s[0] is not the terminator). avail is how many
 // bytes may be read from s; bytes past a terminator are never read.
-Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned short> const& fwd,
-                  unsigned char const* s, unsigned long avail) {
+Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, DirectRanges const& direct,
+                  LookupTable<unsigned short> const& fwd, unsigned char const* s,
+                  unsigned long avail) {
     unsigned char b = s[0];
     if (b < 0x81) return {fwd.lookup(b), 1, false};
     if (b == 0xFF || avail < 2) return {0, 1, false};
@@ -138,8 +179,7 @@ Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned sh
             v = key - kKeyToScalar;
             if (v > 0x10FFFF) return {0, 4, false};
         } else {
-            sGBRange const* r = findRange(cnv.getGB2UniRange(key), key);
-            if (r) v = r->target + (key - r->first);
+            v = direct.decode(key);
         }
         return {v, 4, true};
     }
@@ -148,7 +188,7 @@ Decoded decodeOne(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned sh
 
 // The key that unit u (with lo after it, for a pair) encodes to; 0 when none.
 // *units gets 1 or 2.
-unsigned encodeKey(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned short> const& rev,
+unsigned encodeKey(DirectRanges const& direct, LookupTable<unsigned short> const& rev,
                    unsigned short u, unsigned short lo, unsigned* units) {
     *units = 1;
     if (isHigh(u)) {
@@ -156,8 +196,7 @@ unsigned encodeKey(VynCharSetConverterGB18030 const& cnv, LookupTable<unsigned s
         return pairValue(u, lo) + kKeyToScalar;
     }
     if (unsigned code = rev.lookup(u)) return code;
-    sGBRange const* r = findRange(cnv.getUni2GBRange(u), u);
-    return r ? r->target + (u - r->first) : 0;
+    return direct.m_aEncode[u];
 }
 
 inline unsigned keyBytes(unsigned key) {
@@ -169,6 +208,7 @@ inline unsigned keyBytes(unsigned key) {
 unsigned long VynCharSetConverterGB18030::getNumUnits(void const* src, unsigned long len) {
     if (!src || len == 0) return 0;
     load();
+    DirectRanges const& direct = directRanges(*this);
     LookupTable<unsigned short> const* fwd = forwardTable();
     if (!fwd) return 0;
     auto const* s = static_cast<unsigned char const*>(src);
@@ -178,7 +218,7 @@ unsigned long VynCharSetConverterGB18030::getNumUnits(void const* src, unsigned 
     while (i < len && s[i]) {
         // Only bytes inside the budget are looked at: a four-byte form needs
         // all four of them there.
-        Decoded c = decodeOne(*this, *fwd, s + i, len - i);
+        Decoded c = decodeOne(*this, direct, *fwd, s + i, len - i);
         i += c.used;
         count += (c.value > VynUChar::UTF16_MAX) ? 2 : 1;
     }
@@ -190,6 +230,7 @@ unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void cons
                                                   bool* illegal, int maxSrc) {
     if (!dst || !src) return 0;
     load();
+    DirectRanges const& direct = directRanges(*this);
     if (illegal) *illegal = false;
     auto const* s = static_cast<unsigned char const*>(src);
     LookupTable<unsigned short> const* fwd = forwardTable();
@@ -197,9 +238,28 @@ unsigned long VynCharSetConverterGB18030::toUTF16(unsigned short* dst, void cons
     if (dstUnits == 0 || s[0] == 0) return emptyResult(dst);
     unsigned long k = 0;
     unsigned long i = 0;
+    unsigned short const* page0 = fwd->page(0);
     for (;;) {
+        // The common cases first: a mapped single byte, a mapped two-byte
+        // code (s[i + 1] is there: s[i] is not the terminator).
+        unsigned char const b = s[i];
+        unsigned short fast = 0;
+        unsigned used = 1;
+        if (b < 0x80) {
+            fast = page0[b];
+        } else if (isLead(b) && isTrail2(s[i + 1])) {
+            fast = fwd->lookup((static_cast<unsigned>(b) << 8) | s[i + 1]);
+            used = 2;
+        }
+        if (fast) {
+            dst[k++] = fast;
+            i += used;
+            if (reachedLimit(i, maxSrc)) break;
+            if (k >= dstUnits || s[i] == 0) break;
+            continue;
+        }
         // No length is known: decodeOne reads a byte only after a nonzero one.
-        Decoded c = decodeOne(*this, *fwd, s + i, kAll);
+        Decoded c = decodeOne(*this, direct, *fwd, s + i, kAll);
         bool replaced = false;
         if (c.value == 0) {
             if (!replaceUnmapped(c.value, op, illegal)) break;
@@ -226,6 +286,7 @@ unsigned long VynCharSetConverterGB18030::getNumBytes(unsigned short const* src,
                                                       unsigned long len) {
     if (!src || len == 0) return 0;
     load();
+    DirectRanges const& direct = directRanges(*this);
     LookupTable<unsigned short> const* rev = reverseTable();
     if (!rev) return 0;
     unsigned long n = 0;
@@ -235,7 +296,7 @@ unsigned long VynCharSetConverterGB18030::getNumBytes(unsigned short const* src,
         // the length: nothing past the length is read.
         if (isHigh(u) && (len - i < 2 || !isLow(src[i + 1]))) break;
         unsigned units = 1;
-        unsigned key = encodeKey(*this, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
+        unsigned key = encodeKey(direct, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
         n += (key == 0 || key >= kKeyLimit) ? 1 : keyBytes(key);
         i += units;
     }
@@ -247,6 +308,7 @@ unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short co
                                                     bool* illegal) {
     if (!dst || !src) return 0;
     load();
+    DirectRanges const& direct = directRanges(*this);
     if (illegal) *illegal = false;
     auto* d = static_cast<unsigned char*>(dst);
     LookupTable<unsigned short> const* rev = reverseTable();
@@ -258,9 +320,14 @@ unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short co
         // flag and whatever the option: callers have always seen it so.
         if (isHigh(u) && !isLow(src[i + 1])) break;
         unsigned units = 1;
-        unsigned key = encodeKey(*this, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
+        unsigned key = encodeKey(direct, *rev, u, isHigh(u) ? src[i + 1] : 0, &units);
         if (key != 0 && key < 0x10000) {
             if (!putCode(d, k, dstCap, key)) break;
+        } else if (key != 0 && key < kKeyLimit && units == 1) {
+            // A BMP unit from the ranges: its bytes are ready.
+            if (dstCap - k < 4) break;
+            storeRaw(d + k, direct.m_aBytes4[u]);
+            k += 4;
         } else if (key != 0 && key < kKeyLimit) {
             if (dstCap - k < 4) break;
             unsigned l = key - kFourByteBase;

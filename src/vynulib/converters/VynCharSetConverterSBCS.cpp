@@ -5,6 +5,7 @@
 #include <vynulib/internal/LookupTable.h>
 #include <vynulib/internal/VynConvertCommon.h>
 #include <vynulib/internal/VynBuildOnce.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -138,6 +139,13 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
     if (maxSrc >= 0 && static_cast<unsigned long>(maxSrc) < n)
         n = static_cast<unsigned long>(maxSrc);
     unsigned long out = 0;
+    if (fwd[kIdentityFlag] && vyn::simd::g_oKernels.widen) {
+        // Every byte up to the terminator is its own unit.
+        std::size_t const len = strnlen(reinterpret_cast<char const*>(s), n);
+        vyn::simd::g_oKernels.widen(s, len, dst);
+        dst[len] = 0;
+        return len;
+    }
     if (fwd[kIdentityFlag]) {
         // Every byte is its own unit; the zero byte ends the text. Four at a
         // time while four fit, each byte read only after the one before it
@@ -150,6 +158,17 @@ unsigned long VynCharSetConverterSBCS::toUTF16(unsigned short* dst, void const* 
         }
         for (; out < n; ++out)
             if (!(dst[out] = s[out])) return out;
+    } else if (auto const map = vyn::simd::g_oKernels.mapBytes) {
+        // Table lookups a vector at a time up to the terminator; an unmapped
+        // byte is sorted out alone.
+        std::size_t const len = strnlen(reinterpret_cast<char const*>(s), n);
+        for (;;) {
+            out += map(s + out, len - out, dst + out, fwd);
+            if (out >= len) break;
+            unsigned short u = 0;
+            if (!replaceUnmapped(u, op, illegal)) break;
+            dst[out++] = u;
+        }
     } else {
         // Likewise; a zero from the table stops the fast loop, and the
         // byte is sorted out alone: the terminator, or an unmapped byte.
@@ -211,10 +230,62 @@ unsigned long VynCharSetConverterSBCS::fromUTF16(void* dst, unsigned short const
     // Surrogates are looked up one unit at a time: a supplementary character
     // becomes two replacements.
     unsigned long out;
-    if (fwd[kIdentityFlag]) {
+    auto const narrow = vyn::simd::g_oKernels.narrow;
+    if (fwd[kIdentityFlag] && narrow) {
+        // Units below 0x100 are the bytes; every unit read writes a byte or
+        // more, so no more than dstCap units are ever read.
+        std::size_t const len = vyn::simd::scanUnitsAt(src, dstCap);
+        std::size_t i = 0;
+        out = 0;
+        for (;;) {
+            std::size_t lim = len - i;
+            if (dstCap - out < lim) lim = dstCap - out;
+            std::size_t const k = narrow(src + i, lim, d + out, 0x100);
+            i += k;
+            out += k;
+            if (out >= dstCap || i >= len) break;
+            if (!putUnmappable(d, out, dstCap, op, illegal, src + i)) break;
+            ++i;
+        }
+    } else if (fwd[kIdentityFlag]) {
         // 1..0xFF are the bytes themselves.
         auto same = [](unsigned u) { return static_cast<unsigned char>(u - 1 < 0xFF ? u : 0); };
         out = encodeSbcs(same, d, src, dstCap, op, illegal);
+    } else if (vyn::simd::g_oKernels.mapUnitsLow && src[0] != 0 && src[0] < 0x100 && src[1] != 0 &&
+               src[1] < 0x100) {
+        // Where two units below 0x100 follow each other, a run of them goes a
+        // vector at a time through the first page, the rest one at a time.
+        // Text of another script, where such runs are short (a space, a
+        // comma), is handed to the loop below after the first one: it is
+        // faster there. Every unit read writes a byte or more: dstCap units
+        // at most.
+        auto const mapLow = vyn::simd::g_oKernels.mapUnitsLow;
+        auto mapped = [rev](unsigned u) { return rev->lookup(u); };
+        unsigned char const* page0 = rev->page(0);
+        std::size_t const len = vyn::simd::scanUnitsAt(src, dstCap);
+        std::size_t i = 0;
+        out = 0;
+        while (out < dstCap && i < len) {
+            unsigned const u = src[i];
+            if (u < 0x100 && i + 1 < len && src[i + 1] < 0x100) {
+                std::size_t lim = len - i;
+                if (dstCap - out < lim) lim = dstCap - out;
+                std::size_t const k = mapLow(src + i, lim, d + out, page0);
+                i += k;
+                out += k;
+                if (k < 16) {
+                    out += encodeSbcs(mapped, d + out, src + i, dstCap - out, op, illegal);
+                    break;
+                }
+                if (k != 0) continue;
+            }
+            unsigned char const b = rev->lookup(u);
+            if (b)
+                d[out++] = b;
+            else if (!putUnmappable(d, out, dstCap, op, illegal, src + i))
+                break;
+            ++i;
+        }
     } else {
         // Two reads and no test: text in one script mixes units below and
         // above 0x100 too often for a branch on them to pay.

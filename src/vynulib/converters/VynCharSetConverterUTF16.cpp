@@ -3,7 +3,10 @@
 // Neither converter reports errors: the flag is cleared and left so.
 #include <vynulib/converters/VynCharSetConverterUTF16.h>
 
+#include <cstring>
+
 #include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -33,6 +36,13 @@ unsigned long VynCharSetConverterUTF16::toUTF16(unsigned short* dst, void const*
     if (dstUnits == 0 || maxSrc <= 0) return emptyResult(dst);
     unsigned char const* p = static_cast<unsigned char const*>(src);
     unsigned long limit = static_cast<unsigned long>(maxSrc);
+    if (vyn::simd::g_oKernels.widen) {
+        // Measured with whole aligned blocks, then copied in one go.
+        std::size_t const len = vyn::simd::scanUnitsAt(p, dstUnits < limit ? dstUnits : limit);
+        std::memcpy(dst, p, 2 * len);
+        dst[len] = 0;
+        return len;
+    }
     unsigned long count = 0;
     while (count < dstUnits && count < limit) {
         unsigned short u = loadUnit(p + 2 * count);
@@ -51,6 +61,12 @@ unsigned long VynCharSetConverterUTF16::fromUTF16(void* dst, unsigned short cons
     unsigned char* out = static_cast<unsigned char*>(dst);
     // dstCap counts bytes; an odd last byte cannot hold a unit.
     unsigned long units = dstCap / 2;
+    if (vyn::simd::g_oKernels.widen) {
+        std::size_t const len = vyn::simd::scanUnitsAt(src, units);
+        std::memcpy(out, src, 2 * len);
+        storeUnit(out + 2 * len, 0);
+        return 2 * len;
+    }
     unsigned long count = 0;
     while (count < units && src[count] != 0) {
         storeUnit(out + 2 * count, src[count]);

@@ -8,6 +8,7 @@
 
 #include <vynulib/internal/VynConvertCommon.h>
 #include <vynulib/internal/VynUtf8.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -37,6 +38,30 @@ unsigned long VynCharSetConverterUTF32::toUTF16(unsigned short* dst, void const*
     // A positive limit counts values read, 0 reads nothing, a negative one
     // never runs out.
     long limit = maxSrc;
+    if (auto const vec = vyn::simd::g_oKernels.utf32ToUtf16) {
+        // Every value read writes a unit or more: n values at most, and no
+        // more than a positive limit allows.
+        std::size_t bound = n;
+        if (limit >= 0 && static_cast<unsigned long>(limit) < bound)
+            bound = static_cast<unsigned long>(limit);
+        std::size_t const len = vyn::simd::scanValuesAt(p, bound);
+        std::size_t i = 0;
+        for (;;) {
+            std::size_t const k = vec(p + 4 * i, len - i < n ? len - i : n, dst + count);
+            i += k;
+            count += k;
+            n -= k;
+            if (i >= len) break;
+            // A value above 0xFFFF: a pair, when two units fit.
+            if (n < 2) break;
+            putPair(dst + count, loadValue(p + 4 * i));
+            ++i;
+            count += 2;
+            n -= 2;
+        }
+        dst[count] = 0;
+        return count;
+    }
     while (n != 0 && limit != 0) {
         unsigned int v = loadValue(p);
         if (v == 0) break;
@@ -76,11 +101,25 @@ unsigned long VynCharSetConverterUTF32::fromUTF16(void* dst, unsigned short cons
         return 0;
     }
     unsigned short const* p = src;
+    // The vector kernel needs a known length: units [p, known) hold no zero.
+    // A value takes two units at most.
+    auto const vec = vyn::simd::g_oKernels.utf16ToUtf32;
+    unsigned short const* known = p;
+    if (vec) known = p + vyn::simd::scanUnitsAt(p, vyn::simd::satAdd(vyn::simd::satMul(c, 2), 2));
     unsigned int u = *p++;
     while (u != 0) {
         if (!isHigh(u)) {
             put(u); // lone low surrogates included
             if (--c == 0) break;
+            if (vec && p < known) {
+                std::size_t lim = static_cast<std::size_t>(known - p);
+                if (c < lim) lim = c;
+                std::size_t const k = vec(p, lim, out);
+                p += k;
+                out += 4 * k;
+                c -= k;
+                if (c == 0) break;
+            }
             u = *p++;
             continue;
         }

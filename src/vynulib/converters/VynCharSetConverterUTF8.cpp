@@ -3,8 +3,12 @@
 // become U+FFFD (or vanish, for stray continuation bytes) and raise the flag.
 #include <vynulib/converters/VynCharSetConverterUTF8.h>
 
+#include <cstring>
+
 #include <vynulib/internal/VynConvertCommon.h>
 #include <vynulib/internal/VynUtf8.h>
+#include <vynulib/internal/VynSimd.h>
+#include <vynulib/internal/VynUtf8Known.h>
 
 using namespace vyn::detail;
 
@@ -14,12 +18,37 @@ namespace {
 // and *p != 0 (and, with a limit, p < lim); *illegal is already cleared.
 template <bool kLimited>
 unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned long n,
-                         bool* illegal, unsigned char const* lim) {
+                         bool* illegal, unsigned char const* lim,
+                         unsigned char const* known = nullptr) {
     auto bad = [illegal] {
         if (illegal) *illegal = true;
     };
     unsigned short* out = dst;
+    // The vector kernel needs a known length: bytes [p, known) hold no zero.
+    // n units take at most 3n bytes unless stray continuation bytes come in
+    // between; past the bound the scalar steps go on alone.
+    vyn::simd::Kernels const& kern = vyn::simd::g_oKernels;
+    auto const vec = kern.utf8ToUtf16;
+    bool const multi = kern.utf8Multibyte;
+    if (!vec || known == nullptr) known = p;
+    if (vec && known == p) {
+        std::size_t bound = vyn::simd::satAdd(vyn::simd::satMul(n, 3), 66);
+        if (kLimited && static_cast<std::size_t>(lim - p) < bound)
+            bound = static_cast<std::size_t>(lim - p);
+        known = p + strnlen(reinterpret_cast<char const*>(p), bound);
+    }
     for (;;) {
+        if (vec && p < known && (multi || *p < 0x80)) {
+            std::size_t units;
+            std::size_t const used = vec(p, static_cast<std::size_t>(known - p), out, n, &units);
+            if (used != 0) {
+                p += used;
+                out += units;
+                n -= units;
+                if (kLimited && p >= lim) break;
+                if (n == 0 || *p == 0) break;
+            }
+        }
         unsigned char b = *p;
         if (b < 0x80) {
             // An ASCII run, bounded by the room and the limit: each unit takes
@@ -96,6 +125,13 @@ unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned l
 
 } // namespace
 
+unsigned long vyn::detail::utf8ToUtf16Known(unsigned short* dst, unsigned char const* src,
+                                            unsigned long len, unsigned long cap, bool* illegal) {
+    if (illegal) *illegal = false;
+    if (cap == 0 || len == 0) return emptyResult(dst);
+    return decodeUtf8<false>(dst, src, cap, illegal, nullptr, src + len);
+}
+
 VynCharSetConverterUTF8::~VynCharSetConverterUTF8() = default;
 
 unsigned long VynCharSetConverterUTF8::toUTF16(unsigned short* dst, void const* src,
@@ -126,12 +162,29 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
     unsigned long n = dstCap;
     auto fits = [&](unsigned long len) { return len <= static_cast<unsigned long>(end - out); };
     unsigned short const* p = src;
+    // The vector kernel needs a known length: units [p, known) hold no zero.
+    // Every unit read gives a byte of output but for the follower an escape
+    // drops, so dstCap + 2 units are all that can be read.
+    vyn::simd::Kernels const& kern = vyn::simd::g_oKernels;
+    auto const vec = kern.utf16ToUtf8;
+    bool const multi = kern.utf16Multibyte;
+    unsigned short const* known = p;
+    if (vec) known = p + vyn::simd::scanUnitsAt(p, vyn::simd::satAdd(dstCap, 2));
     for (;;) {
         // With four bytes of room or more only a lone high surrogate needs the
         // tests below: any other unit, or a pair, takes four bytes at most.
         // n is never below the room, so it cannot reach 0 inside this loop
         // before its last step.
         while (end - out >= 4) {
+            if (vec && p < known && (multi || *p - 1u < 0x7Fu)) {
+                std::size_t bytes;
+                std::size_t const used = vec(p, static_cast<std::size_t>(known - p), out,
+                                             static_cast<std::size_t>(end - out), &bytes);
+                p += used;
+                out += bytes;
+                n -= bytes;
+                if (end - out < 4) break;
+            }
             unsigned int v = *p;
             if (v - 1 < 0x7F) {
                 unsigned long const k = static_cast<unsigned long>(end - out);

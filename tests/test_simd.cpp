@@ -226,9 +226,10 @@ TEST(Simd, TableDecodersMatchScalar) {
     }
 }
 
-// The double-byte encoders look codes up sixteen units at a time: one- and
-// two-byte codes mixed, unmapped units and surrogates at every offset of a
-// block, capacities ending inside one.
+// The double-byte encoders (and GB18030 on a leading run of one- and
+// two-byte codes) look codes up sixteen units at a time: one- and two-byte
+// codes mixed, unmapped units, four-byte codes and surrogates at every offset
+// of a block, capacities ending inside one.
 TEST(Simd, DoubleByteEncodersMatchScalar) {
     LevelGuard g;
     std::mt19937 rng(16);
@@ -236,8 +237,8 @@ TEST(Simd, DoubleByteEncodersMatchScalar) {
                                u'\uAC00', u'\uFF71', u'\u0416', u'\u3000', u'\u4E02', u'\u00E9',
                                u'\u0E01', u'\xD83D', u'\xDE00', u'\uFFFF', u'\u007F'};
     std::size_t const clean = 10; // the pieces before this one map in most of the sets
-    VynCharSet const sets[] = {VYNCS_WCP932, VYNCS_WCP936, VYNCS_WCP949,
-                               VYNCS_WCP950, VYNCS_BIG5,   VYNCS_SHIFTJIS};
+    VynCharSet const sets[] = {VYNCS_WCP932, VYNCS_WCP936,   VYNCS_WCP949, VYNCS_WCP950,
+                               VYNCS_BIG5,   VYNCS_SHIFTJIS, VYNCS_GB18030};
     ILLCHAR_OPTYPE const ops[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
     for (int round = 0; round < 150; ++round) {
         std::u16string src(rng() % 120, u'a');

@@ -761,7 +761,12 @@ VYN_AVX512 std::size_t mapUnitsPagedAvx512(unsigned short const* s, std::size_t 
         __m512i const w = _mm512_inserti64x4(_mm512_castsi256_si512(w0), w1, 1);
         __m512i const shift = _mm512_slli_epi32(_mm512_and_si512(lo, one), 4);
         __m512i const code = _mm512_and_si512(_mm512_srlv_epi32(w, shift), ffff);
-        __mmask16 const none = _mm512_cmpeq_epi32_mask(code, _mm512_setzero_si512());
+        // A high surrogate stops the block too: some callers read it as half of
+        // a pair.
+        __mmask16 const none =
+            _mm512_cmpeq_epi32_mask(code, _mm512_setzero_si512()) |
+            _mm512_cmpeq_epi32_mask(_mm512_and_si512(u, _mm512_set1_epi32(0xFC00)),
+                                    _mm512_set1_epi32(0xD800));
         std::size_t const n = none != 0 ? static_cast<unsigned>(__builtin_ctz(none)) : 16;
         // High byte first: swap the bytes of each 16-bit code.
         __m256i const c = _mm512_cvtepi32_epi16(code);

@@ -74,7 +74,8 @@ struct Kernels {
     // pointers to pages of 256 codes, every page readable; a code above 0xFF
     // goes out high byte first). Works in blocks of 16 units while 32 bytes
     // of room remain, and stops before the first unit whose code is 0
-    // (unmapped). Returns units consumed, *bytes the bytes written.
+    // (unmapped) and before the first high surrogate. Returns units consumed, *bytes the bytes
+    // written.
     std::size_t (*mapUnitsPaged)(unsigned short const* s, std::size_t len, unsigned char* d,
                                  std::size_t room, unsigned short const* const* pages,
                                  std::size_t* bytes);

@@ -44,10 +44,11 @@ constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           
 // The length scans read whole aligned blocks: the block that holds the zero
 // unit is read in full, never a byte of the block after it, so no load can
 // cross into an unmapped page. Bytes of that block past the terminator may
-// lie outside the caller's object, which AddressSanitizer would report;
-// these functions alone are kept out of its checks for that reason.
+// lie outside the caller's object (even in freed memory), which
+// AddressSanitizer and ThreadSanitizer would report; these functions alone
+// are kept out of their checks for that reason.
 #if defined(__clang__) || __GNUC__ >= 8
-#define VYN_WHOLE_BLOCK_READS __attribute__((no_sanitize("address")))
+#define VYN_WHOLE_BLOCK_READS __attribute__((no_sanitize("address", "thread")))
 #else
 #define VYN_WHOLE_BLOCK_READS __attribute__((no_sanitize_address))
 #endif

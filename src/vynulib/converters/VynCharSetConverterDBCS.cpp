@@ -169,8 +169,7 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
     // length: units before end hold no zero. Each unit takes a byte at
     // least, so no more than dstCap of them are ever converted.
     auto const paged = vyn::simd::g_oKernels.mapUnitsPaged;
-    unsigned short const* const end =
-        paged ? src + vyn::simd::g_oKernels.scanUnits(src, dstCap) : src;
+    unsigned short const* const end = paged ? src + vyn::simd::scanUnitsAt(src, dstCap) : src;
     // Surrogates are looked up one unit at a time and never map.
     for (;;) {
         if (end - src >= 16 && dstCap - out >= 32) {

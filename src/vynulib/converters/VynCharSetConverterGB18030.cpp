@@ -323,8 +323,9 @@ unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short co
     // first units need four bytes (Korean, say) does not call it. The loop
     // below is kept as it is: a call inside it makes every unit slower.
     auto const paged = vyn::simd::g_oKernels.mapUnitsPaged;
-    if (paged && dstCap >= 32 && rev->lookup(src[0]) != 0 && rev->lookup(src[1]) != 0) {
-        unsigned long const known = vyn::simd::g_oKernels.scanUnits(src, dstCap);
+    if (paged && dstCap >= 32 && src[0] != 0 && rev->lookup(src[0]) != 0 &&
+        rev->lookup(src[1]) != 0) {
+        unsigned long const known = vyn::simd::scanUnitsAt(src, dstCap);
         if (known >= 16 && rev->lookup(src[7]) != 0 && rev->lookup(src[15]) != 0) {
             std::size_t bytes = 0;
             i = paged(src, known, d, dstCap, rev->pages(), &bytes);

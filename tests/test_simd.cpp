@@ -226,6 +226,45 @@ TEST(Simd, TableDecodersMatchScalar) {
     }
 }
 
+// The double-byte encoders (and GB18030 on a leading run of one- and
+// two-byte codes) look codes up sixteen units at a time: one- and two-byte
+// codes mixed, unmapped units, four-byte codes and surrogates at every offset
+// of a block, capacities ending inside one.
+TEST(Simd, DoubleByteEncodersMatchScalar) {
+    LevelGuard g;
+    std::mt19937 rng(16);
+    char16_t const pieces[] = {u'a',      u' ',      u'\u65E5', u'\u672C', u'\u4E2D', u'\u30AB',
+                               u'\uAC00', u'\uFF71', u'\u0416', u'\u3000', u'\u4E02', u'\u00E9',
+                               u'\u0E01', u'\xD83D', u'\xDE00', u'\uFFFF', u'\u007F'};
+    std::size_t const clean = 10; // the pieces before this one map in most of the sets
+    VynCharSet const sets[] = {VYNCS_WCP932, VYNCS_WCP936,   VYNCS_WCP949, VYNCS_WCP950,
+                               VYNCS_BIG5,   VYNCS_SHIFTJIS, VYNCS_GB18030};
+    ILLCHAR_OPTYPE const ops[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
+    for (int round = 0; round < 150; ++round) {
+        std::u16string src(rng() % 120, u'a');
+        unsigned const bad = rng() % 4; // none, or one in 64, 16 or 4
+        for (char16_t& c : src) {
+            bool const odd = bad != 0 && rng() % (256u >> (2 * bad)) == 0;
+            c = odd ? pieces[clean + rng() % (sizeof pieces / sizeof *pieces - clean)]
+                    : pieces[rng() % clean];
+        }
+        for (VynCharSet cs : sets) {
+            for (unsigned long cap : kCaps) {
+                for (ILLCHAR_OPTYPE op : ops) {
+                    vyn::simd::setLevel(vyn::simd::kScalar);
+                    Result const want = encode(cs, src, cap, op);
+                    for (Level l : vectorLevels()) {
+                        vyn::simd::setLevel(l);
+                        ASSERT_TRUE(encode(cs, src, cap, op) == want)
+                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap << " op "
+                            << op;
+                    }
+                }
+            }
+        }
+    }
+}
+
 // The entry points take shortcuts when a text reads back unchanged; every
 // result must still be the one of the trip through UTF-16.
 TEST(Simd, EntryPointsMatchScalar) {

@@ -165,8 +165,19 @@ unsigned long VynCharSetConverterDBCS::fromUTF16(void* dst, unsigned short const
     if (!forwardTable()) return emptyResult(d);
     LookupTable<unsigned short> const* rev = reverseTable();
     unsigned long out = 0;
+    // Blocks of units go through the vector lookup first. It needs a known
+    // length: units before end hold no zero. Each unit takes a byte at
+    // least, so no more than dstCap of them are ever converted.
+    auto const paged = vyn::simd::g_oKernels.mapUnitsPaged;
+    unsigned short const* const end = paged ? src + vyn::simd::scanUnitsAt(src, dstCap) : src;
     // Surrogates are looked up one unit at a time and never map.
     for (;;) {
+        if (end - src >= 16 && dstCap - out >= 32) {
+            std::size_t bytes = 0;
+            src += paged(src, static_cast<std::size_t>(end - src), d + out, dstCap - out,
+                         rev->pages(), &bytes);
+            out += bytes;
+        }
         // While two bytes of room remain, a mapped unit needs no room test,
         // and one- and two-byte codes go out without a branch on which: the
         // high byte is stored and kept only when it is not 0. Lookups are

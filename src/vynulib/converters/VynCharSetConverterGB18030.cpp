@@ -11,6 +11,7 @@
 #include <vynulib/internal/LookupTable.h>
 #include <vynulib/internal/VynConvertCommon.h>
 #include <vynulib/internal/VynBuildOnce.h>
+#include <vynulib/internal/VynSimd.h>
 #include <vynulib/internal/VynTables.h>
 #include <vynulib/unicode/VynUChar.h>
 
@@ -313,8 +314,24 @@ unsigned long VynCharSetConverterGB18030::fromUTF16(void* dst, unsigned short co
     auto* d = static_cast<unsigned char*>(dst);
     LookupTable<unsigned short> const* rev = reverseTable();
     if (!rev) return unconvertedResult(d, illegal, src[0] != 0);
-    unsigned long k = 0;
-    for (unsigned long i = 0; k < dstCap && src[i];) {
+    unsigned long k = 0, i = 0;
+    // A leading run of one- and two-byte codes (most Chinese text is one
+    // long run) goes through the vector lookup of the table, which needs a
+    // known length; each unit takes a byte at least, so no more than dstCap
+    // of them are converted. The loop waits for its answer, so text whose
+    // first units need four bytes (Korean, say) does not call it. The loop
+    // below is kept as it is: a call inside it makes every unit slower.
+    auto const paged = vyn::simd::g_oKernels.mapUnitsPaged;
+    if (paged && dstCap >= 32 && src[0] != 0 && rev->lookup(src[0]) != 0 &&
+        rev->lookup(src[1]) != 0) {
+        unsigned long const known = vyn::simd::scanUnitsAt(src, dstCap);
+        if (known >= 16 && rev->lookup(src[7]) != 0 && rev->lookup(src[15]) != 0) {
+            std::size_t bytes = 0;
+            i = paged(src, known, d, dstCap, rev->pages(), &bytes);
+            k = bytes;
+        }
+    }
+    for (; k < dstCap && src[i];) {
         unsigned short u = src[i];
         // A high surrogate without its low half ends the text here, with no
         // flag and whatever the option: callers have always seen it so.

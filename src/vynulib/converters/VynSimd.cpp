@@ -35,18 +35,18 @@ std::size_t scanUnitsScalar(unsigned short const* s, std::size_t max) {
     return i;
 }
 
-constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,   nullptr,
-                                    nullptr, nullptr, nullptr, nullptr, scanUnitsScalar,
-                                    nullptr, nullptr, nullptr, nullptr, nullptr};
+constexpr Kernels kScalarKernels = {nullptr, false,   nullptr, false,           nullptr, nullptr,
+                                    nullptr, nullptr, nullptr, scanUnitsScalar, nullptr, nullptr,
+                                    nullptr, nullptr, nullptr, nullptr};
 
 #ifdef VYN_SIMD_X86
 
 // The length scans read whole aligned blocks: the block that holds the zero
 // unit is read in full, never a byte of the block after it, so no load can
 // cross into an unmapped page. Bytes of that block past the terminator may
-// lie outside the caller's object (or in one just freed), which the address
-// and thread checkers would report; these functions alone are kept out of
-// their checks for that reason.
+// lie outside the caller's object (even in freed memory), which
+// AddressSanitizer and ThreadSanitizer would report; these functions alone
+// are kept out of their checks for that reason.
 #if defined(__clang__) || __GNUC__ >= 8
 #define VYN_WHOLE_BLOCK_READS __attribute__((no_sanitize("address", "thread")))
 #else
@@ -733,6 +733,56 @@ VYN_AVX512 std::size_t countLowAvx512(unsigned short const* s, std::size_t len, 
     return static_cast<std::size_t>(__builtin_popcount(a) + __builtin_popcount(b));
 }
 
+// Sixteen units a block: the page pointers come in with two 64-bit gathers,
+// the codes with two 32-bit gathers of the aligned pair of codes that holds
+// each one (a page is 4-aligned and its last pair ends with it, so no read
+// leaves the page), then a shift picks the code. Each code goes out as its
+// two bytes, high first, and a compress drops the high bytes that are 0.
+VYN_AVX512 std::size_t mapUnitsPagedAvx512(unsigned short const* s, std::size_t len,
+                                           unsigned char* d, std::size_t room,
+                                           unsigned short const* const* pages, std::size_t* bytes) {
+    __m512i const xff = _mm512_set1_epi32(0xFF);
+    __m512i const ffff = _mm512_set1_epi32(0xFFFF);
+    __m512i const one = _mm512_set1_epi32(1);
+    std::size_t i = 0, o = 0;
+    while (len - i >= 16 && room - o >= 32) {
+        __m512i const u =
+            _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<__m256i const*>(s + i)));
+        __m512i const hi = _mm512_srli_epi32(u, 8);
+        __m512i const lo = _mm512_and_si512(u, xff);
+        // Byte offset of the pair within its page: (lo & ~1) * 2.
+        __m512i const off = _mm512_slli_epi32(_mm512_andnot_si512(one, lo), 1);
+        __m512i const p0 = _mm512_i32gather_epi64(_mm512_castsi512_si256(hi), pages, 8);
+        __m512i const p1 = _mm512_i32gather_epi64(_mm512_extracti64x4_epi64(hi, 1), pages, 8);
+        __m512i const a0 = _mm512_add_epi64(p0, _mm512_cvtepu32_epi64(_mm512_castsi512_si256(off)));
+        __m512i const a1 =
+            _mm512_add_epi64(p1, _mm512_cvtepu32_epi64(_mm512_extracti64x4_epi64(off, 1)));
+        __m256i const w0 = _mm512_i64gather_epi32(a0, nullptr, 1);
+        __m256i const w1 = _mm512_i64gather_epi32(a1, nullptr, 1);
+        __m512i const w = _mm512_inserti64x4(_mm512_castsi256_si512(w0), w1, 1);
+        __m512i const shift = _mm512_slli_epi32(_mm512_and_si512(lo, one), 4);
+        __m512i const code = _mm512_and_si512(_mm512_srlv_epi32(w, shift), ffff);
+        // A high surrogate stops the block too: some callers read it as half of
+        // a pair.
+        __mmask16 const none =
+            _mm512_cmpeq_epi32_mask(code, _mm512_setzero_si512()) |
+            _mm512_cmpeq_epi32_mask(_mm512_and_si512(u, _mm512_set1_epi32(0xFC00)),
+                                    _mm512_set1_epi32(0xD800));
+        std::size_t const n = none != 0 ? static_cast<unsigned>(__builtin_ctz(none)) : 16;
+        // High byte first: swap the bytes of each 16-bit code.
+        __m256i const c = _mm512_cvtepi32_epi16(code);
+        __m256i const be = _mm256_or_si256(_mm256_slli_epi16(c, 8), _mm256_srli_epi16(c, 8));
+        __mmask32 const keep = (_mm256_test_epi8_mask(be, be) | 0xAAAAAAAAu) & lowBits32(2 * n);
+        unsigned const k = static_cast<unsigned>(__builtin_popcount(keep));
+        _mm256_mask_storeu_epi8(d + o, lowBits32(k), _mm256_maskz_compress_epi8(keep, be));
+        o += k;
+        i += n;
+        if (n < 16) break;
+    }
+    *bytes = o;
+    return i;
+}
+
 // s is 2-aligned. See scanUnitsSse2.
 VYN_WHOLE_BLOCK_READS VYN_AVX512 std::size_t scanUnitsAvx512(unsigned short const* s,
                                                              std::size_t max) {
@@ -759,12 +809,12 @@ constexpr Kernels kSse2Kernels = {
     utf8ToUtf16Sse2,  false,          utf16ToUtf8Sse2, false,
     widenSse2,        widenAsciiSse2, narrowSse2,      utf32ToUtf16Sse2,
     utf16ToUtf32Sse2, scanUnitsSse2,  asciiPrefixSse2, asciiOnlySse2,
-    nullptr,          nullptr,        nullptr};
+    nullptr,          nullptr,        nullptr,         nullptr};
 constexpr Kernels kAvx2Kernels = {
     utf8ToUtf16Avx2,  false,          utf16ToUtf8Avx2, false,
     widenAvx2,        widenAsciiAvx2, narrowAvx2,      utf32ToUtf16Sse2,
     utf16ToUtf32Sse2, scanUnitsAvx2,  asciiPrefixAvx2, asciiOnlyAvx2,
-    nullptr,          nullptr,        nullptr};
+    nullptr,          nullptr,        nullptr,         nullptr};
 constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,
                                     utf16ToUtf8Avx512,  true,
                                     widenAvx512,        widenAsciiAvx512,
@@ -772,7 +822,7 @@ constexpr Kernels kAvx512Kernels = {utf8ToUtf16Avx512,  true,
                                     utf16ToUtf32Avx512, scanUnitsAvx512,
                                     asciiPrefixAvx512,  utf8StrictAvx512,
                                     mapBytesAvx512,     mapUnitsLowAvx512,
-                                    countLowAvx512};
+                                    countLowAvx512,     mapUnitsPagedAvx512};
 
 Level cpuLevel() {
     __builtin_cpu_init();

@@ -31,6 +31,8 @@ public:
         return n;
     }
     T const* page(unsigned int hi) const { return m_pPages[hi & 0xFF]; }
+    // All 256 page pointers, for lookups many at a time.
+    T const* const* pages() const { return m_pPages; }
 
     // The shared zero page of this instantiation; never written.
     static T m_gNullTable[256];

@@ -70,6 +70,15 @@ struct Kernels {
     // How many of the first min(len, 64) units lie below 0x100, out of how
     // many (*seen). Set with mapUnitsLow.
     std::size_t (*countLow)(unsigned short const* s, std::size_t len, std::size_t* seen);
+    // Units to codes of one or two bytes through a two-level table (256
+    // pointers to pages of 256 codes, every page readable; a code above 0xFF
+    // goes out high byte first). Works in blocks of 16 units while 32 bytes
+    // of room remain, and stops before the first unit whose code is 0
+    // (unmapped) and before the first high surrogate. Returns units consumed, *bytes the bytes
+    // written.
+    std::size_t (*mapUnitsPaged)(unsigned short const* s, std::size_t len, unsigned char* d,
+                                 std::size_t room, unsigned short const* const* pages,
+                                 std::size_t* bytes);
 };
 
 // The kernels in use. Set at load (VYNULIB_SIMD=scalar|sse2|avx2|avx512 caps

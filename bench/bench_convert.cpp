@@ -16,6 +16,7 @@
 // vyn, icu, icu_utf8 (UTF-8 only: u_strFromUTF8 / u_strToUTF8) and iconv.
 // Throughput counts the input bytes of the calls: the set's bytes when
 // decoding, UTF-16 bytes when encoding.
+#include <vynulib/internal/VynCatalogue.h>
 #include <vynulib/vynulib.h>
 
 #include <benchmark/benchmark.h>
@@ -44,8 +45,10 @@ namespace {
 
 constexpr std::size_t kBulkBytes = 64 * 1024;
 
-// One served set: the languages whose text it is fed, and the nearest peer
-// converters. Alternatives are separated by '|'; the first that opens is used.
+// What a served set is fed and compared with: the languages whose text it
+// reads, and the nearest peer converters. Alternatives are separated by '|';
+// the first that opens is used. The sets themselves come from the library's
+// catalogue; one without a row here is fed every language and has no peer.
 struct SetEntry {
     VynCharSet cs;
     char const* groups; // comma-separated corpus files, or "*" for all
@@ -61,7 +64,7 @@ struct SetEntry {
 char const* const kAllGroups =
     "ja,zh_CN,zh_TW,ko,ru,el,th,ar,he,tr,vi,western,central,baltic,nordic,cyrillic,ro";
 
-SetEntry const kSets[] = {
+SetEntry const kPeers[] = {
     {VYNCS_WCP1250, "central", "windows-1250", "CP1250"},
     {VYNCS_WCP1251, "cyrillic", "windows-1251", "CP1251"},
     {VYNCS_WCP1252, "western", "windows-1252", "CP1252"},
@@ -802,7 +805,10 @@ int main(int argc, char** argv) {
     // UTF-8 once per language too (and on pure-ASCII text), GB18030 on
     // four-byte text.
     std::vector<std::pair<SetEntry, std::string>> runs;
-    for (auto const& set : kSets) {
+    for (VynCharSet cs : vyn::catalogue::kServed) {
+        SetEntry set{cs, "*", nullptr, nullptr};
+        for (auto const& p : kPeers)
+            if (p.cs == cs) set = p;
         runs.emplace_back(set, "");
         if (set.cs == VYNCS_GB18030) {
             // Korean text lies in the four-byte area.

@@ -1,4 +1,4 @@
-// Feeds arbitrary bytes to one of the 41 served character sets, picked by the
+// Feeds arbitrary bytes to one of the served character sets, picked by the
 // first input byte, through the registry. The second byte picks a capacity and
 // an ILLCHAR_OPTYPE; the rest is the source. Decoding runs on a terminated
 // copy and, for the converters that never read past a positive source limit,
@@ -11,6 +11,7 @@
 // maps are one-to-one, text that decoded without a complaint encodes back to
 // the same bytes.
 #include <vynulib/converters/VynCharSetConverter.h>
+#include <vynulib/internal/VynCatalogue.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -39,24 +40,42 @@ struct Set {
     Family family;
 };
 
-Set const kSets[] = {
-    {VYNCS_WCP1250, SINGLE},     {VYNCS_WCP1251, SINGLE},     {VYNCS_WCP1252, SINGLE},
-    {VYNCS_WCP1253, SINGLE},     {VYNCS_WCP1254, SINGLE},     {VYNCS_WCP1255, SINGLE},
-    {VYNCS_WCP1256, SINGLE},     {VYNCS_WCP1257, SINGLE},     {VYNCS_WCP1258, SINGLE},
-    {VYNCS_WCP874, SINGLE},      {VYNCS_ISO_8859_1, SINGLE},  {VYNCS_ISO_8859_2, SINGLE},
-    {VYNCS_ISO_8859_3, SINGLE},  {VYNCS_ISO_8859_4, SINGLE},  {VYNCS_ISO_8859_5, SINGLE},
-    {VYNCS_ISO_8859_6, SINGLE},  {VYNCS_ISO_8859_7, SINGLE},  {VYNCS_ISO_8859_8, SINGLE},
-    {VYNCS_ISO_8859_9, SINGLE},  {VYNCS_ISO_8859_10, SINGLE}, {VYNCS_ISO_8859_11, SINGLE},
-    {VYNCS_ISO_8859_13, SINGLE}, {VYNCS_ISO_8859_14, SINGLE}, {VYNCS_ISO_8859_15, SINGLE},
-    {VYNCS_ISO_8859_16, SINGLE}, {VYNCS_KOI8R, SINGLE},       {VYNCS_WCP932, DOUBLE},
-    {VYNCS_WCP936, DOUBLE},      {VYNCS_WCP949, DOUBLE},      {VYNCS_WCP950, DOUBLE},
-    {VYNCS_GB18030, GB},         {VYNCS_BIG5, DOUBLE},        {VYNCS_SHIFTJIS, DOUBLE},
-    {VYNCS_SJIS0213, DOUBLE},    {VYNCS_EUC_KR, EUC_ONE},     {VYNCS_EUC_CN, EUC_ONE},
-    {VYNCS_EUC_JP, EUC_JP},      {VYNCS_UTF8, UTF8},          {VYNCS_UTF16, UTF16},
-    {VYNCS_UTF32, UTF32},        {VYNCS_UTF16ESC, UTF16ESC},
-};
-size_t const kNumSets = sizeof kSets / sizeof kSets[0];
-static_assert(sizeof kSets / sizeof kSets[0] == 41, "one row per served set");
+Family familyOf(vyn::catalogue::Family f) {
+    using F = vyn::catalogue::Family;
+    switch (f) {
+    case F::SBCS:
+        return SINGLE;
+    case F::DBCS:
+    case F::DBCSEx:
+        return DOUBLE;
+    case F::EUC_CN_KR:
+        return EUC_ONE;
+    case F::EUC_JP:
+        return EUC_JP;
+    case F::GB18030:
+        return GB;
+    case F::UTF8:
+        return UTF8;
+    case F::UTF16:
+        return UTF16;
+    case F::UTF16Esc:
+        return UTF16ESC;
+    case F::UTF32:
+    case F::None:
+        break;
+    }
+    return UTF32;
+}
+
+// The served sets in the catalogue's construction order; byte 0 of an input
+// picks one, so the order is what the corpus was made for.
+std::vector<Set> const kSets = [] {
+    std::vector<Set> v;
+    for (VynCharSet cs : vyn::catalogue::kServed)
+        v.push_back({cs, familyOf(vyn::catalogue::find(cs)->family)});
+    return v;
+}();
+size_t const kNumSets = kSets.size();
 
 unsigned long const kCaps[] = {0, 1, 2, 3, 5, 6, 7, 16};
 

@@ -7,63 +7,31 @@
 // Input: byte 0 picks the set, byte 1 the unsigned size, byte 2 the signed
 // size of the functions that take an int; the rest is the source.
 #include <vynulib/charset/VynCharSet.h>
+#include <vynulib/internal/VynCatalogue.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <vector>
 
 namespace {
 
-// The served sets, the default, and sets without a converter of their own.
-VynCharSet const kSets[] = {VYNCS_OS_DEFAULT,
-                            VYNCS_WCP874,
-                            VYNCS_WCP932,
-                            VYNCS_WCP936,
-                            VYNCS_WCP949,
-                            VYNCS_WCP950,
-                            VYNCS_UTF16,
-                            VYNCS_UTF16ESC,
-                            VYNCS_WCP1250,
-                            VYNCS_WCP1251,
-                            VYNCS_WCP1252,
-                            VYNCS_WCP1253,
-                            VYNCS_WCP1254,
-                            VYNCS_WCP1255,
-                            VYNCS_WCP1256,
-                            VYNCS_WCP1257,
-                            VYNCS_WCP1258,
-                            VYNCS_UTF32,
-                            VYNCS_KOI8R,
-                            VYNCS_ISO_8859_1,
-                            VYNCS_ISO_8859_2,
-                            VYNCS_ISO_8859_3,
-                            VYNCS_ISO_8859_4,
-                            VYNCS_ISO_8859_5,
-                            VYNCS_ISO_8859_6,
-                            VYNCS_ISO_8859_7,
-                            VYNCS_ISO_8859_8,
-                            VYNCS_ISO_8859_9,
-                            VYNCS_ISO_8859_10,
-                            VYNCS_ISO_8859_11,
-                            VYNCS_ISO_8859_13,
-                            VYNCS_ISO_8859_14,
-                            VYNCS_ISO_8859_15,
-                            VYNCS_ISO_8859_16,
-                            VYNCS_SHIFTJIS,
-                            VYNCS_SJIS0213,
-                            VYNCS_BIG5,
-                            VYNCS_EUC_JP,
-                            VYNCS_EUC_CN,
-                            VYNCS_EUC_KR,
-                            VYNCS_GB18030,
-                            VYNCS_UTF8,
-                            VYNCS_UTF16BE,
-                            VYNCS_EUC_TW,
-                            static_cast<VynCharSet>(0),
-                            static_cast<VynCharSet>(28602)};
-size_t const kNumSets = sizeof kSets / sizeof kSets[0];
+// The default, the served sets, the named sets without a converter of their
+// own, and two values without a name, from the library's catalogue.
+std::vector<VynCharSet> const kSets = [] {
+    using vyn::catalogue::Family;
+    std::vector<VynCharSet> v = {VYNCS_OS_DEFAULT};
+    for (auto const& e : vyn::catalogue::kNamed)
+        if (e.family != Family::None) v.push_back(e.cs);
+    for (auto const& e : vyn::catalogue::kNamed)
+        if (e.family == Family::None && e.cs != VYNCS_OS_DEFAULT) v.push_back(e.cs);
+    v.push_back(static_cast<VynCharSet>(0));
+    v.push_back(static_cast<VynCharSet>(28602));
+    return v;
+}();
+size_t const kNumSets = kSets.size();
 
 void check(bool ok) {
     if (!ok) std::abort();

@@ -7,7 +7,8 @@
 // blocks, so a kernel that reads past a terminator is caught too.
 #include <vynulib/charset/VynCharSet.h>
 #include <vynulib/converters/VynCharSetConverter.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynCatalogue.h>
+#include <vynulib/internal/VynSimd.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -16,10 +17,8 @@
 
 namespace {
 
-VynCharSet const kSets[] = {VYNCS_UTF8,       VYNCS_UTF16,  VYNCS_UTF32,  VYNCS_ISO_8859_1,
-                            VYNCS_WCP1252,    VYNCS_WCP874, VYNCS_WCP932, VYNCS_WCP936,
-                            VYNCS_GB18030,    VYNCS_EUC_JP, VYNCS_EUC_KR, VYNCS_UTF16ESC,
-                            VYNCS_ISO_8859_8, VYNCS_WCP949, VYNCS_BIG5};
+// Every served set, from the library's catalogue; byte 0 picks one.
+auto const& kSets = vyn::catalogue::kServed;
 
 void check(bool ok) {
     if (!ok) std::abort();

@@ -9,6 +9,7 @@
 #include <vynulib/charset/VynCharSet.h>
 #include <vynulib/string/VynUString.h>
 #include <vynulib/string/VynUStringList.h>
+#include <vynulib/internal/VynCatalogue.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -20,17 +21,14 @@
 
 namespace {
 
-VynCharSet const kSets[] = {
-    VYNCS_OS_DEFAULT,  VYNCS_WCP874,      VYNCS_WCP932,     VYNCS_WCP936,
-    VYNCS_WCP949,      VYNCS_WCP950,      VYNCS_UTF16,      VYNCS_UTF16ESC,
-    VYNCS_WCP1250,     VYNCS_WCP1251,     VYNCS_WCP1252,    VYNCS_WCP1253,
-    VYNCS_WCP1254,     VYNCS_WCP1255,     VYNCS_WCP1256,    VYNCS_WCP1257,
-    VYNCS_WCP1258,     VYNCS_UTF32,       VYNCS_KOI8R,      VYNCS_ISO_8859_1,
-    VYNCS_ISO_8859_2,  VYNCS_ISO_8859_5,  VYNCS_ISO_8859_7, VYNCS_ISO_8859_8,
-    VYNCS_ISO_8859_11, VYNCS_ISO_8859_16, VYNCS_SHIFTJIS,   VYNCS_SJIS0213,
-    VYNCS_BIG5,        VYNCS_EUC_JP,      VYNCS_EUC_CN,     VYNCS_EUC_KR,
-    VYNCS_GB18030,     VYNCS_UTF8,        VYNCS_EUC_TW,     static_cast<VynCharSet>(0)};
-size_t const kNumSets = sizeof kSets / sizeof kSets[0];
+// Every named set and one value without a name, from the library's catalogue.
+std::vector<VynCharSet> const kSets = [] {
+    std::vector<VynCharSet> v;
+    for (auto const& e : vyn::catalogue::kNamed) v.push_back(e.cs);
+    v.push_back(static_cast<VynCharSet>(0));
+    return v;
+}();
+size_t const kNumSets = kSets.size();
 
 unsigned long const npos = VynUString::npos;
 unsigned long const kMaxLength = 8192; // longer strings are emptied

@@ -348,8 +348,12 @@ group_usage() {
 --path -f LATIN1 -t CP932|2|--path converts between UTF-8 and the default set
 no-such-file|3|cannot open input file 'no-such-file'
 T
-  check "-l lists 54 names" test "$("$V" -l | grep -c '^VYNCS_')" -eq 54
-  check "-l: 41 served" test "$(served | wc -l)" -eq 41
+  # As many names and served sets as the library's catalogue has.
+  catalogue=$D/../../../src/vynulib/tables/data/charsets.tsv
+  named=$(awk -F'\t' '!/^#/ && NF' "$catalogue" | wc -l)
+  nserved=$(awk -F'\t' '!/^#/ && NF && $6 != "-"' "$catalogue" | wc -l)
+  check "-l lists $named names" test "$("$V" -l | grep -c '^VYNCS_')" -eq "$named"
+  check "-l: $nserved served" test "$(served | wc -l)" -eq "$nserved"
   check "--help" sh -c "'$V' --help | grep -q -- --on-error"
   # The manual page documents every option the help names.
   man=$D/../../../tools/vynconv/vynconv.1

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdio>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,7 +15,12 @@
 #include <gtest/gtest.h>
 
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/converters/VynCharSetConverterSBCS.h>
+#include <vynulib/converters/VynCharSetConverterUTF16.h>
+#include <vynulib/converters/VynCharSetConverterUTF32.h>
+#include <vynulib/converters/VynCharSetConverterUTF8.h>
+#include <vynulib/internal/VynCatalogue.h>
+#include <vynulib/internal/VynTables.h>
 
 #include "utf_test_support.h"
 
@@ -90,67 +96,41 @@ inline std::string escapeOf(std::initializer_list<unsigned> units) {
     return s;
 }
 
-// The 26 single-byte maps and the 7 double-byte sets, as the tests build them.
-struct SbcsSet {
-    char const* name;
-    unsigned short const* map;
-    VynCharSet cs;
-};
-
-inline SbcsSet const kSbcsSets[] = {
-    {"oCP1250map", oCP1250map, VYNCS_WCP1250},
-    {"oCP1251map", oCP1251map, VYNCS_WCP1251},
-    {"oCP1252map", oCP1252map, VYNCS_WCP1252},
-    {"oCP1253map", oCP1253map, VYNCS_WCP1253},
-    {"oCP1254map", oCP1254map, VYNCS_WCP1254},
-    {"oCP1255map", oCP1255map, VYNCS_WCP1255},
-    {"oCP1256map", oCP1256map, VYNCS_WCP1256},
-    {"oCP1257map", oCP1257map, VYNCS_WCP1257},
-    {"oCP1258map", oCP1258map, VYNCS_WCP1258},
-    {"oCP874map", oCP874map, VYNCS_WCP874},
-    {"o8859_1map", o8859_1map, VYNCS_ISO_8859_1},
-    {"o8859_2map", o8859_2map, VYNCS_ISO_8859_2},
-    {"o8859_3map", o8859_3map, VYNCS_ISO_8859_3},
-    {"o8859_4map", o8859_4map, VYNCS_ISO_8859_4},
-    {"o8859_5map", o8859_5map, VYNCS_ISO_8859_5},
-    {"o8859_6map", o8859_6map, VYNCS_ISO_8859_6},
-    {"o8859_7map", o8859_7map, VYNCS_ISO_8859_7},
-    {"o8859_8map", o8859_8map, VYNCS_ISO_8859_8},
-    {"o8859_9map", o8859_9map, VYNCS_ISO_8859_9},
-    {"o8859_10map", o8859_10map, VYNCS_ISO_8859_10},
-    {"o8859_11map", o8859_11map, VYNCS_ISO_8859_11},
-    {"o8859_13map", o8859_13map, VYNCS_ISO_8859_13},
-    {"o8859_14map", o8859_14map, VYNCS_ISO_8859_14},
-    {"o8859_15map", o8859_15map, VYNCS_ISO_8859_15},
-    {"o8859_16map", o8859_16map, VYNCS_ISO_8859_16},
-    {"oKOI8Rmap", oKOI8Rmap, VYNCS_KOI8R},
-};
-
-inline void PrintTo(SbcsSet const& s, std::ostream* os) {
-    *os << s.name;
+// A fresh converter for a served set, built as the library builds its own.
+inline std::unique_ptr<VynCharSetConverter> freshConverter(VynCharSet cs) {
+#define VYN_FRESH(id, cls, args)                                                                   \
+    if (cs == VYNCS_##id)                                                                          \
+        return std::unique_ptr<VynCharSetConverter>(new VynCharSetConverter##cls args);
+    VYN_CATALOGUE_SERVED(VYN_FRESH)
+#undef VYN_FRESH
+    return nullptr;
 }
 
-struct DbcsSet {
-    char const* data; // mbcs/<data>.tsv
-    char const* typeName;
+// A served set with the names of its map and lead-byte type table.
+struct TableSet {
     VynCharSet cs;
-    unsigned short const* map; // null for the extended form
-    sMBCSExTable const* exMap;
-    unsigned char const* type;
+    std::string map, type;
+    bool wide; // values beyond the BMP
 };
 
-inline DbcsSet const kDbcsSets[] = {
-    {"oCP932map", "oCP932Type", VYNCS_WCP932, oCP932map, nullptr, oCP932Type},
-    {"oCP936map", "oCP936Type", VYNCS_WCP936, oCP936map, nullptr, oCP936Type},
-    {"oCP949map", "oCP949Type", VYNCS_WCP949, oCP949map, nullptr, oCP949Type},
-    {"oCP950map", "oCP950Type", VYNCS_WCP950, oCP950map, nullptr, oCP950Type},
-    {"oSHIFTJISmap", "oCP932Type", VYNCS_SHIFTJIS, oSHIFTJISmap, nullptr, oCP932Type},
-    {"oSJIS0213_2004map", "oCP932Type", VYNCS_SJIS0213, nullptr, oSJIS0213_2004map, oCP932Type},
-    {"oBIG5map", "oBig5Type", VYNCS_BIG5, oBIG5map, nullptr, oBig5Type},
-};
+inline void PrintTo(TableSet const& s, std::ostream* os) {
+    *os << s.map;
+}
 
-inline void PrintTo(DbcsSet const& s, std::ostream* os) {
-    *os << s.data;
+// The served sets of the given families, in construction order.
+inline std::vector<TableSet> tableSets(std::initializer_list<vyn::catalogue::Family> families) {
+    std::vector<TableSet> out;
+    for (VynCharSet cs : vyn::catalogue::kServed) {
+        auto const* e = vyn::catalogue::find(cs);
+        for (auto f : families)
+            if (e->family == f) {
+                std::istringstream t(e->tables);
+                TableSet s{cs, "", "", f == vyn::catalogue::Family::DBCSEx};
+                t >> s.map >> s.type;
+                out.push_back(s);
+            }
+    }
+    return out;
 }
 
 using Bytes = std::vector<unsigned char>;

@@ -1,7 +1,7 @@
 // Sparse lookup tables and the lazily built tables of the multibyte bases.
 #include <gtest/gtest.h>
 
-#include <vynulib/converters/LookupTable.h>
+#include <vynulib/internal/LookupTable.h>
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
 namespace {

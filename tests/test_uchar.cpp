@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include <vynulib/converters/LookupTable.h>
+#include <vynulib/internal/LookupTable.h>
 #include <vynulib/unicode/VynUChar.h>
 
-#include "vynulib/unicode/VynUCharTables.h"
+#include "vynulib/internal/VynUCharTables.h"
 
 namespace {
 

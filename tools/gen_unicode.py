@@ -255,7 +255,7 @@ HEADER = """\
 // Records of three unsigned shorts (first, last, value), ended by a record
 // whose first unit is 0.
 
-#include "VynUCharTables.h"
+#include <vynulib/internal/VynUCharTables.h>
 """
 
 

@@ -4,6 +4,7 @@
 #ifndef VYNCONV_CHARSETS_H
 #define VYNCONV_CHARSETS_H
 
+#include <vynulib/internal/VynCatalogue.h>
 #include <vynulib/vynulib.h>
 
 #include <cstdio>
@@ -11,12 +12,9 @@
 
 namespace vynconv {
 
-// How a set looks from the tool.
-struct SetInfo {
-    char const* name;    // "VYNCS_WCP932"
-    VynCharSet cs;       // 932
-    char const* aliases; // space-separated, as shown by -l; matched case-insensitively
-};
+// How a set looks from the tool: its row of the library's catalogue (name
+// "VYNCS_WCP932", cs 932, aliases as shown by -l).
+using SetInfo = vyn::catalogue::Entry;
 
 enum class Lookup { Found, Unknown, NoConverter };
 

@@ -10,10 +10,15 @@
 
 #include "translit.h"
 
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynUtf8.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
+
+using vyn::detail::isUtf8Cont;
 
 namespace vynconv {
 namespace {
@@ -345,11 +350,9 @@ uint64_t StreamConverter::offsetOfUnit(size_t idx) {
         return off + i;
     case Family::Utf16Esc:
         while (i < s.len && u < k) {
-            bool esc = i + 6 <= s.len && p[i] == 'U' && p[i + 1] == '+';
-            for (size_t d = 2; esc && d < 6; ++d) {
-                uint8_t c = p[i + d];
-                esc = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
-            }
+            // An escape as the converter reads it (whole, upper-case digits).
+            unsigned short unit;
+            bool esc = i + 6 <= s.len && vyn::detail::readEscape(p + i, &unit);
             i += esc ? 6 : 1;
             ++u;
         }
@@ -558,11 +561,11 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
         size_t const len = info & 7;
         // Well-formed two- and three-byte characters straight away, and the
         // ones of the same length that follow them.
-        if (len == 2 && i + 1 < n && (p[i + 1] & 0xC0) == 0x80) {
+        if (len == 2 && i + 1 < n && isUtf8Cont(p[i + 1])) {
             do {
                 pv[k++] = static_cast<unsigned short>((p[i] & 0x1F) << 6 | (p[i + 1] & 0x3F));
                 i += 2;
-            } while (i + 1 < n && (kUtf8Lead[p[i]] & 7) == 2 && (p[i + 1] & 0xC0) == 0x80);
+            } while (i + 1 < n && (kUtf8Lead[p[i]] & 7) == 2 && isUtf8Cont(p[i + 1]));
             continue;
         }
         if (len == 3 && i + 2 < n) {
@@ -571,7 +574,7 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
             while (i + 2 < n && (in & 7) == 3) {
                 uint8_t const c0 = p[i], c1 = p[i + 1], c2 = p[i + 2];
                 if (c1 < static_cast<uint8_t>(in >> 8) || c1 > static_cast<uint8_t>(in >> 16) ||
-                    (c2 & 0xC0) != 0x80)
+                    !isUtf8Cont(c2))
                     break;
                 pv[k++] =
                     static_cast<unsigned short>((c0 & 0x0F) << 12 | (c1 & 0x3F) << 6 | (c2 & 0x3F));
@@ -614,7 +617,7 @@ size_t StreamConverter::decodeUtf8(size_t n, bool eof) {
         size_t got = 1;
         if (i + 1 < n && p[i + 1] >= lo && p[i + 1] <= hi) {
             got = 2;
-            while (got < len && i + got < n && (p[i + got] & 0xC0) == 0x80) ++got;
+            while (got < len && i + got < n && isUtf8Cont(p[i + got])) ++got;
         }
         if (got == len) {
             uint32_t cp = b & (0x7F >> len);
@@ -682,7 +685,7 @@ size_t StreamConverter::passUtf8(size_t n, bool eof) {
         size_t got = 1;
         if (len && i + 1 < n && p[i + 1] >= ((info >> 8) & 0xFF) && p[i + 1] <= (info >> 16)) {
             got = 2;
-            while (got < len && i + got < n && (p[i + got] & 0xC0) == 0x80) ++got;
+            while (got < len && i + got < n && isUtf8Cont(p[i + got])) ++got;
             if (got == len) {
                 i += len;
                 continue;

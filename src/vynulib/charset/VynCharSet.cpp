@@ -16,57 +16,7 @@
 #include <vynulib/converters/VynCharSetConverterUTF16.h>
 #include <vynulib/converters/VynCharSetConverterUTF32.h>
 #include <vynulib/converters/VynCharSetConverterUTF8.h>
-#include <vynulib/tables/VynTables.h>
-
-// ---------------------------------------------------------------------------
-// Static converter objects, in construction order (destroyed in reverse, after
-// the registry, which is defined last).
-// ---------------------------------------------------------------------------
-
-static VynCharSetConverterSBCS g_oConverterWCP1250(oCP1250map, VYNCS_WCP1250);
-static VynCharSetConverterSBCS g_oConverterWCP1251(oCP1251map, VYNCS_WCP1251);
-static VynCharSetConverterSBCS g_oConverterWCP1252(oCP1252map, VYNCS_WCP1252);
-static VynCharSetConverterSBCS g_oConverterWCP1253(oCP1253map, VYNCS_WCP1253);
-static VynCharSetConverterSBCS g_oConverterWCP1254(oCP1254map, VYNCS_WCP1254);
-static VynCharSetConverterSBCS g_oConverterWCP1255(oCP1255map, VYNCS_WCP1255);
-static VynCharSetConverterSBCS g_oConverterWCP1256(oCP1256map, VYNCS_WCP1256);
-static VynCharSetConverterSBCS g_oConverterWCP1257(oCP1257map, VYNCS_WCP1257);
-static VynCharSetConverterSBCS g_oConverterWCP1258(oCP1258map, VYNCS_WCP1258);
-static VynCharSetConverterSBCS g_oConverterWCP874(oCP874map, VYNCS_WCP874);
-static VynCharSetConverterSBCS g_oConverterISO_8859_1(o8859_1map, VYNCS_ISO_8859_1);
-static VynCharSetConverterSBCS g_oConverterISO_8859_2(o8859_2map, VYNCS_ISO_8859_2);
-static VynCharSetConverterSBCS g_oConverterISO_8859_3(o8859_3map, VYNCS_ISO_8859_3);
-static VynCharSetConverterSBCS g_oConverterISO_8859_4(o8859_4map, VYNCS_ISO_8859_4);
-static VynCharSetConverterSBCS g_oConverterISO_8859_5(o8859_5map, VYNCS_ISO_8859_5);
-static VynCharSetConverterSBCS g_oConverterISO_8859_6(o8859_6map, VYNCS_ISO_8859_6);
-static VynCharSetConverterSBCS g_oConverterISO_8859_7(o8859_7map, VYNCS_ISO_8859_7);
-static VynCharSetConverterSBCS g_oConverterISO_8859_8(o8859_8map, VYNCS_ISO_8859_8);
-static VynCharSetConverterSBCS g_oConverterISO_8859_9(o8859_9map, VYNCS_ISO_8859_9);
-static VynCharSetConverterSBCS g_oConverterISO_8859_10(o8859_10map, VYNCS_ISO_8859_10);
-static VynCharSetConverterSBCS g_oConverterISO_8859_11(o8859_11map, VYNCS_ISO_8859_11);
-static VynCharSetConverterSBCS g_oConverterISO_8859_13(o8859_13map, VYNCS_ISO_8859_13);
-static VynCharSetConverterSBCS g_oConverterISO_8859_14(o8859_14map, VYNCS_ISO_8859_14);
-static VynCharSetConverterSBCS g_oConverterISO_8859_15(o8859_15map, VYNCS_ISO_8859_15);
-static VynCharSetConverterSBCS g_oConverterISO_8859_16(o8859_16map, VYNCS_ISO_8859_16);
-static VynCharSetConverterSBCS g_oConverterKOI8R(oKOI8Rmap, VYNCS_KOI8R);
-static VynCharSetConverterDBCS g_oConverterWCP932(oCP932map, oCP932Type, VYNCS_WCP932);
-static VynCharSetConverterDBCS g_oConverterWCP936(oCP936map, oCP936Type, VYNCS_WCP936);
-static VynCharSetConverterDBCS g_oConverterWCP949(oCP949map, oCP949Type, VYNCS_WCP949);
-static VynCharSetConverterDBCS g_oConverterWCP950(oCP950map, oCP950Type, VYNCS_WCP950);
-static VynCharSetConverterGB18030 g_oConverterGB18030(oGBKmap, VYNCS_GB18030);
-static VynCharSetConverterDBCS g_oConverterBIG5(oBIG5map, oBig5Type, VYNCS_BIG5);
-// Shift_JIS and Shift_JIS-2004 share the byte classes of code page 932.
-static VynCharSetConverterDBCS g_oConverterSHIFTJIS(oSHIFTJISmap, oCP932Type, VYNCS_SHIFTJIS);
-static VynCharSetConverterDBCSEx g_oConverterSJIS0213(oSJIS0213_2004map, oCP932Type,
-                                                      VYNCS_SJIS0213);
-static VynCharSetConverterEUC_CN_KR g_oConverterEUC_KR(oKSX1001map, VYNCS_EUC_KR);
-static VynCharSetConverterEUC_CN_KR g_oConverterEUC_CN(oGB2312map, VYNCS_EUC_CN);
-static VynCharSetConverterEUC_JP g_oConverterEUC_JP(oJIS0208map, oJIS0201map, oJIS0212map,
-                                                    VYNCS_EUC_JP);
-static VynCharSetConverterUTF8 g_oConverterUTF8(VYNCS_UTF8);
-static VynCharSetConverterUTF16 g_oConverterUTF16(VYNCS_UTF16);
-static VynCharSetConverterUTF32 g_oConverterUTF32(VYNCS_UTF32);
-static VynCharSetConverterUTF16Esc g_oConverterUTF16Esc(VYNCS_UTF16ESC);
+#include <vynulib/internal/VynTables.h>
 
 namespace {
 
@@ -75,93 +25,20 @@ struct RegisteredConverter {
     VynCharSetConverter* m_pConverter;
 };
 
-// Registration order of the static converters. The addresses are link-time
-// constants, so this table is usable even before dynamic initialisation.
-RegisteredConverter const kRegistered[] = {
-    {VYNCS_WCP1250, &g_oConverterWCP1250},
-    {VYNCS_WCP1251, &g_oConverterWCP1251},
-    {VYNCS_WCP1252, &g_oConverterWCP1252},
-    {VYNCS_WCP1253, &g_oConverterWCP1253},
-    {VYNCS_WCP1254, &g_oConverterWCP1254},
-    {VYNCS_WCP1255, &g_oConverterWCP1255},
-    {VYNCS_WCP1256, &g_oConverterWCP1256},
-    {VYNCS_WCP1257, &g_oConverterWCP1257},
-    {VYNCS_WCP1258, &g_oConverterWCP1258},
-    {VYNCS_WCP874, &g_oConverterWCP874},
-    {VYNCS_ISO_8859_1, &g_oConverterISO_8859_1},
-    {VYNCS_ISO_8859_2, &g_oConverterISO_8859_2},
-    {VYNCS_ISO_8859_3, &g_oConverterISO_8859_3},
-    {VYNCS_ISO_8859_4, &g_oConverterISO_8859_4},
-    {VYNCS_ISO_8859_5, &g_oConverterISO_8859_5},
-    {VYNCS_ISO_8859_6, &g_oConverterISO_8859_6},
-    {VYNCS_ISO_8859_7, &g_oConverterISO_8859_7},
-    {VYNCS_ISO_8859_8, &g_oConverterISO_8859_8},
-    {VYNCS_ISO_8859_9, &g_oConverterISO_8859_9},
-    {VYNCS_ISO_8859_10, &g_oConverterISO_8859_10},
-    {VYNCS_ISO_8859_11, &g_oConverterISO_8859_11},
-    {VYNCS_ISO_8859_13, &g_oConverterISO_8859_13},
-    {VYNCS_ISO_8859_14, &g_oConverterISO_8859_14},
-    {VYNCS_ISO_8859_15, &g_oConverterISO_8859_15},
-    {VYNCS_ISO_8859_16, &g_oConverterISO_8859_16},
-    {VYNCS_KOI8R, &g_oConverterKOI8R},
-    {VYNCS_WCP932, &g_oConverterWCP932},
-    {VYNCS_WCP936, &g_oConverterWCP936},
-    {VYNCS_WCP949, &g_oConverterWCP949},
-    {VYNCS_WCP950, &g_oConverterWCP950},
-    {VYNCS_EUC_KR, &g_oConverterEUC_KR},
-    {VYNCS_EUC_CN, &g_oConverterEUC_CN},
-    {VYNCS_EUC_JP, &g_oConverterEUC_JP},
-    {VYNCS_GB18030, &g_oConverterGB18030},
-    {VYNCS_BIG5, &g_oConverterBIG5},
-    {VYNCS_SHIFTJIS, &g_oConverterSHIFTJIS},
-    {VYNCS_SJIS0213, &g_oConverterSJIS0213},
-    {VYNCS_UTF8, &g_oConverterUTF8},
-    {VYNCS_UTF16, &g_oConverterUTF16},
-    {VYNCS_UTF32, &g_oConverterUTF32},
-    {VYNCS_UTF16ESC, &g_oConverterUTF16Esc},
-};
-
 struct CharSetName {
     VynCharSet m_eCharSet;
-    char const* m_pName;
+    char const* m_pName; // the enumerator's own identifier
 };
 
-// The name is the enumerator's own identifier.
-#define VYN_CS_NAME(e)                                                                             \
-    { e, #e }
+} // namespace
 
-// Insertion order of the names; each map keeps the first entry for a key.
-CharSetName const kNames[] = {
-    VYN_CS_NAME(VYNCS_ISO_8859_1),     VYN_CS_NAME(VYNCS_ISO_8859_2),
-    VYN_CS_NAME(VYNCS_ISO_8859_3),     VYN_CS_NAME(VYNCS_ISO_8859_4),
-    VYN_CS_NAME(VYNCS_ISO_8859_5),     VYN_CS_NAME(VYNCS_ISO_8859_6),
-    VYN_CS_NAME(VYNCS_ISO_8859_7),     VYN_CS_NAME(VYNCS_ISO_8859_8),
-    VYN_CS_NAME(VYNCS_ISO_8859_9),     VYN_CS_NAME(VYNCS_ISO_8859_10),
-    VYN_CS_NAME(VYNCS_ISO_8859_11),    VYN_CS_NAME(VYNCS_ISO_8859_13),
-    VYN_CS_NAME(VYNCS_ISO_8859_14),    VYN_CS_NAME(VYNCS_ISO_8859_15),
-    VYN_CS_NAME(VYNCS_ISO_8859_16),    VYN_CS_NAME(VYNCS_ISO_2022JP),
-    VYN_CS_NAME(VYNCS_ISO_2022JP_1),   VYN_CS_NAME(VYNCS_ISO_2022JP_2),
-    VYN_CS_NAME(VYNCS_ISO_2022JP_3),   VYN_CS_NAME(VYNCS_ISO_2022JP_2004),
-    VYN_CS_NAME(VYNCS_ISO_2022KR),     VYN_CS_NAME(VYNCS_ISO_2022CN),
-    VYN_CS_NAME(VYNCS_ISO_2022CN_EXT), VYN_CS_NAME(VYNCS_ISO_2022TW),
-    VYN_CS_NAME(VYNCS_WCP1250),        VYN_CS_NAME(VYNCS_WCP1251),
-    VYN_CS_NAME(VYNCS_WCP1252),        VYN_CS_NAME(VYNCS_WCP1253),
-    VYN_CS_NAME(VYNCS_WCP1254),        VYN_CS_NAME(VYNCS_WCP1255),
-    VYN_CS_NAME(VYNCS_WCP1256),        VYN_CS_NAME(VYNCS_WCP1257),
-    VYN_CS_NAME(VYNCS_WCP1258),        VYN_CS_NAME(VYNCS_WCP874),
-    VYN_CS_NAME(VYNCS_WCP932),         VYN_CS_NAME(VYNCS_WCP936),
-    VYN_CS_NAME(VYNCS_WCP949),         VYN_CS_NAME(VYNCS_WCP950),
-    VYN_CS_NAME(VYNCS_KOI8R),          VYN_CS_NAME(VYNCS_GB18030),
-    VYN_CS_NAME(VYNCS_BIG5),           VYN_CS_NAME(VYNCS_SHIFTJIS),
-    VYN_CS_NAME(VYNCS_SJIS0213),       VYN_CS_NAME(VYNCS_EUC_JP),
-    VYN_CS_NAME(VYNCS_EUC_CN),         VYN_CS_NAME(VYNCS_EUC_KR),
-    VYN_CS_NAME(VYNCS_EUC_TW),         VYN_CS_NAME(VYNCS_UTF8),
-    VYN_CS_NAME(VYNCS_UTF16),          VYN_CS_NAME(VYNCS_UTF16BE),
-    VYN_CS_NAME(VYNCS_UTF16ESC),       VYN_CS_NAME(VYNCS_UTF32),
-    VYN_CS_NAME(VYNCS_UTF32BE),        VYN_CS_NAME(VYNCS_OS_DEFAULT),
-};
+// The static converter objects, in construction order, and the registry's
+// two insertion orders, kRegistered and kNames: generated from the catalogue
+// (src/vynulib/tables/data/charsets.tsv). Each map keeps the first entry
+// inserted for a key.
+#include <vynulib/internal/VynConverterObjects.inc>
 
-#undef VYN_CS_NAME
+namespace {
 
 struct LocaleKey {
     char const* m_pKey;

@@ -5,56 +5,29 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <new>
 
 #include <vynulib/converters/VynCharSetConverter.h>
-#include <vynulib/converters/VynSimd.h>
-#include <vynulib/converters/VynUtf8Known.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynScratch.h>
+#include <vynulib/internal/VynSimd.h>
+#include <vynulib/internal/VynUtf8Known.h>
+#include <vynulib/internal/VynUtf8.h>
+
+using vyn::detail::isUtf8Cont;
+using vyn::detail::readEscape;
+using vyn::detail::Scratch;
 
 namespace {
 
 // Scratch UTF-16 text for a source of n bytes: n + 16 units (n + 1 are
-// needed). Up to 4 KiB it lives on the stack; a longer source would grow the
-// frame without bound and overflow the stack, so it goes to the heap instead.
-// A failed allocation leaves get() null and the caller returns 0.
-class ScratchUnits {
-public:
-    explicit ScratchUnits(unsigned long n) {
-        if (n > kMaxUnits - kSlack) return;
-        unsigned long const units = n + kSlack;
-        if (units <= kStackUnits) {
-            m_p = m_aStack;
-        } else {
-            m_oHeap.reset(new (std::nothrow) unsigned short[units]);
-            m_p = m_oHeap.get();
-        }
-    }
-    ScratchUnits(ScratchUnits const&) = delete;
-    ScratchUnits& operator=(ScratchUnits const&) = delete;
-
-    unsigned short* get() const { return m_p; }
-
-private:
-    static constexpr unsigned long kSlack = 16;
-    static constexpr unsigned long kStackUnits = 4096 / sizeof(unsigned short);
-    static constexpr unsigned long kMaxUnits = ~0UL / sizeof(unsigned short);
-
-    unsigned short m_aStack[kStackUnits];
-    std::unique_ptr<unsigned short[]> m_oHeap;
-    unsigned short* m_p = nullptr;
+// needed). A failed allocation leaves get() null and the caller returns 0.
+struct ScratchUnits : Scratch<unsigned short> {
+    explicit ScratchUnits(unsigned long n) : Scratch(n, 16, std::nothrow) {}
 };
 
 VynCharSetConverter* utf8() {
     return VynCharSetConverter::getConverter(VYNCS_UTF8);
-}
-
-int hexDigit(unsigned short u) {
-    if (u >= '0' && u <= '9') return u - '0';
-    // Upper case only: that is what ILLCHAR_ESCAPE writes, so "u+00e9" in a
-    // file name stays text.
-    if (u >= 'A' && u <= 'F') return u - 'A' + 10;
-    return -1;
 }
 
 // Turns every "U+XXXX" in text[0..len) back into the unit it names and
@@ -64,19 +37,12 @@ unsigned long decodePathEscapes(unsigned short* text, unsigned long len) {
     unsigned long r = 0;
     unsigned long w = 0;
     while (r < len) {
-        if (text[r] == 'U' && len - r > 5 && text[r + 1] == '+') {
-            int value = 0;
-            int i = 2;
-            for (; i < 6; ++i) {
-                int const d = hexDigit(text[r + static_cast<unsigned long>(i)]);
-                if (d < 0) break;
-                value = value * 16 + d;
-            }
-            if (i == 6) {
-                text[w++] = static_cast<unsigned short>(value);
-                r += 6;
-                continue;
-            }
+        // Upper-case hexadecimal only, as ILLCHAR_ESCAPE writes it: "u+00e9"
+        // in a file name stays text.
+        if (len - r > 5 && readEscape(text + r, text + w)) {
+            ++w;
+            r += 6;
+            continue;
         }
         text[w++] = text[r++];
     }
@@ -139,7 +105,7 @@ unsigned long copyWhole(unsigned char* dst, unsigned char const* src, unsigned l
     unsigned long k = n;
     if (k > room) {
         k = room;
-        while (k > 0 && (src[k] & 0xC0) == 0x80) --k;
+        while (k > 0 && isUtf8Cont(src[k])) --k;
     }
     std::memcpy(dst, src, k);
     dst[k] = 0;

@@ -1,10 +1,10 @@
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <vynulib/converters/LookupTable.h>
+#include <vynulib/internal/LookupTable.h>
 #include <cstring>
 
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 

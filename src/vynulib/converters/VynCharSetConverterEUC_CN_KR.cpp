@@ -3,11 +3,11 @@
 // clear (0x2121-0x7E7E); the bytes on the wire carry them set.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <vynulib/converters/LookupTable.h>
+#include <vynulib/internal/LookupTable.h>
 #include <cstring>
 
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 

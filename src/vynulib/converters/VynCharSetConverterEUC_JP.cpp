@@ -4,9 +4,9 @@
 // pair of tables, built under their own mutex.
 #include <vynulib/converters/VynCharSetConverterMBCS.h>
 
-#include <vynulib/converters/LookupTable.h>
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynMutex.h>
+#include <vynulib/internal/LookupTable.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynBuildOnce.h>
 
 using namespace vyn::detail;
 
@@ -45,36 +45,35 @@ VynCharSetConverterEUC_JP::~VynCharSetConverterEUC_JP() {
     pthread_mutex_destroy(&m_oMutex0212);
 }
 
-// The JIS X 0212 forward pointer is published last, after the JIS X 0201
-// records went into the base tables, so it is the flag that says "everything
-// is built": no conversion reads the base tables before it is set, and the
-// merge therefore never races with a reader.
+// The JIS X 0212 forward table is the flag that says "everything is built":
+// it is published after the JIS X 0201 records went into the base tables, no
+// conversion reads the base tables before it is set, and so the merge never
+// races with a reader.
 void VynCharSetConverterEUC_JP::load() {
     if (m_pForward0212.load(std::memory_order_acquire)) return;
-    VynCharSetConverterMBCS::load(); // takes and releases the base mutex
+    VynCharSetConverterMBCS::load(); // the base mutex, released before ours
     LookupTable<unsigned short>* fwd = m_pForward.load(std::memory_order_acquire);
     LookupTable<unsigned short>* rev = m_pReverse.load(std::memory_order_acquire);
     if (!fwd || !rev) return; // made from names: nothing to build
-
-    VynMutexLock lock(&m_oMutex0212);
-    if (m_pForward0212.load(std::memory_order_relaxed)) return;
-    auto* fwd0212 = new LookupTable<unsigned short>;
-    auto* rev0212 = new LookupTable<unsigned short>;
-    // A missing JIS X 0212 map gives empty tables rather than none, so that
-    // the flag above still gets set and no lookup meets a null table.
-    if (m_pTable0212)
-        for (unsigned short const* r = m_pTable0212; r[0] != 0 || r[1] != 0; r += 2) {
-            fwd0212->insert(r[0], r[1]);
-            rev0212->insert(r[1], r[0]);
-        }
-    // JIS X 0201 after JIS X 0208, so that it wins where both have a value.
-    if (m_pTable0201)
-        for (unsigned short const* r = m_pTable0201; r[0] != 0 || r[1] != 0; r += 2) {
-            fwd->insert(r[0], r[1]);
-            rev->insert(r[1], r[0]);
-        }
-    m_pReverse0212.store(rev0212, std::memory_order_release);
-    m_pForward0212.store(fwd0212, std::memory_order_release);
+    buildOnce(m_pForward0212, m_oMutex0212, [&]() {
+        auto* fwd0212 = new LookupTable<unsigned short>;
+        auto* rev0212 = new LookupTable<unsigned short>;
+        // A missing JIS X 0212 map gives empty tables rather than none, so
+        // that the flag still gets set and no lookup meets a null table.
+        if (m_pTable0212)
+            for (unsigned short const* r = m_pTable0212; r[0] != 0 || r[1] != 0; r += 2) {
+                fwd0212->insert(r[0], r[1]);
+                rev0212->insert(r[1], r[0]);
+            }
+        // JIS X 0201 after JIS X 0208, so that it wins where both have a value.
+        if (m_pTable0201)
+            for (unsigned short const* r = m_pTable0201; r[0] != 0 || r[1] != 0; r += 2) {
+                fwd->insert(r[0], r[1]);
+                rev->insert(r[1], r[0]);
+            }
+        m_pReverse0212.store(rev0212, std::memory_order_relaxed);
+        return fwd0212;
+    });
 }
 
 unsigned long VynCharSetConverterEUC_JP::getNumUnits(void const* src, unsigned long len) {

@@ -8,11 +8,11 @@
 
 #include <vector>
 
-#include <vynulib/converters/LookupTable.h>
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynMutex.h>
-#include <vynulib/converters/VynSimd.h>
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/LookupTable.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynBuildOnce.h>
+#include <vynulib/internal/VynSimd.h>
+#include <vynulib/internal/VynTables.h>
 #include <vynulib/unicode/VynUChar.h>
 
 using namespace vyn::detail;
@@ -89,16 +89,15 @@ VynCharSetConverterGB18030::~VynCharSetConverterGB18030() {
     pthread_mutex_destroy(&m_oRangeMutex);
 }
 
+// The decoding index is the flag; the encoding index is stored before it.
 void VynCharSetConverterGB18030::load() {
-    // The decoding index is published last: once it is there, so is the rest.
     if (m_pDecodeIndex.load(std::memory_order_acquire)) return;
     VynCharSetConverterMBCS::load(); // the base mutex, released before ours
-    VynMutexLock lock(&m_oRangeMutex);
-    if (m_pDecodeIndex.load(std::memory_order_relaxed)) return;
-    m_pEncodeIndex.store(buildIndex(oUni2GBRange, kEncodeBuckets, 0, 128),
-                         std::memory_order_release);
-    m_pDecodeIndex.store(buildIndex(oGB2UniRange, kDecodeBuckets, kDecodeIndexFloor, 256),
-                         std::memory_order_release);
+    buildOnce(m_pDecodeIndex, m_oRangeMutex, [this] {
+        m_pEncodeIndex.store(buildIndex(oUni2GBRange, kEncodeBuckets, 0, 128),
+                             std::memory_order_relaxed);
+        return buildIndex(oGB2UniRange, kDecodeBuckets, kDecodeIndexFloor, 256);
+    });
 }
 
 sGBRange const* VynCharSetConverterGB18030::getGB2UniRange(unsigned int key) const {

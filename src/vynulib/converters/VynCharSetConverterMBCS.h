@@ -10,16 +10,10 @@
 #include <pthread.h>
 
 #include <vynulib/converters/VynCharSetConverter.h>
+#include <vynulib/tables/VynTableRecords.h>
 
 template <class T> class LookupTable;
 template <class T> class LookupTableEx;
-
-// A record of the extended compiled form (code, Unicode scalar value); the
-// table ends with a (0, 0) record.
-struct sMBCSExTable {
-    unsigned int code;
-    unsigned int unicode;
-};
 
 // 16-bit codes, 16-bit Unicode values. The compiled table is a sequence of
 // (code, unicode) pairs of unsigned shorts ended by (0, 0).
@@ -74,8 +68,9 @@ protected:
 };
 
 // Second base of the double-byte converters: the 256-byte lead-byte type
-// table (0x40: may lead a two-byte character, 0x80: may trail one).
-class VYN_API VynCharSetConverterDBCSBase {
+// table (0x40: may lead a two-byte character, 0x80: may trail one). A private
+// base, not part of the interface: it is not exported.
+class VynCharSetConverterDBCSBase {
 protected:
     explicit VynCharSetConverterDBCSBase(unsigned char const* type) : m_pType(type) {}
     bool isLead(unsigned char b) const { return (m_pType[b] & 0x40) != 0; }
@@ -159,14 +154,6 @@ protected:
     unsigned short const* m_pTable0201;
     unsigned short const* m_pTable0212;
     pthread_mutex_t m_oMutex0212;
-};
-
-// A record of the GB18030 range tables: keys (or Unicode values) first..last
-// map onto target and up. The tables end with a record of three zeros.
-struct sGBRange {
-    unsigned int first;
-    unsigned int last;
-    unsigned int target;
 };
 
 // GB18030: ASCII, the two-byte GBK area by table, the four-byte BMP area by

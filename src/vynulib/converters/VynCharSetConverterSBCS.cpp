@@ -2,10 +2,10 @@
 
 #include <cstring>
 
-#include <vynulib/converters/LookupTable.h>
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynMutex.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/LookupTable.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynBuildOnce.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -80,40 +80,39 @@ VynCharSetConverterSBCS::~VynCharSetConverterSBCS() {
     pthread_mutex_destroy(&m_oMutex);
 }
 
+// The forward table is the flag; the reverse one is stored before it.
 void VynCharSetConverterSBCS::load() {
-    // Once published the tables are read without a lock.
-    if (m_pForward.load(std::memory_order_acquire)) return;
-    VynMutexLock lock(&m_oMutex);
-    if (m_pForward.load(std::memory_order_relaxed)) return;
-    // An instance made from a name has no map, and nothing loads one for it:
-    // it stays without tables and converts nothing.
-    if (!m_pMap) {
-        static_cast<void>(m_pName);
-        return;
-    }
-    // kTableUnits entries: the 256 units by byte, then one flag saying the
-    // map is the identity on both sides (then both directions are arithmetic).
-    auto* fwd = new unsigned short[kTableUnits]();
-    auto* rev = new LookupTable<unsigned char>;
-    // Records are (byte, 0, unit); the byte sits in the low half of the first
-    // unsigned short. A (0, 0) record ends the map. Later records win.
-    for (unsigned short const* r = m_pMap; (r[0] & 0xFF) != 0 || r[1] != 0; r += 2) {
-        auto b = static_cast<unsigned char>(r[0] & 0xFF);
-        fwd[b] = r[1];
-        rev->insert(r[1], b);
-    }
-    // The zero byte ends the text and is never looked up; a zero there lets
-    // the decoder test the terminator and an unmapped byte in one go.
-    fwd[0] = 0;
-    // Likewise unit 0 on the other side (a record for unit 0 never encodes).
-    if (rev->lookup(0)) rev->insert(0, 0);
-    bool identity =
-        rev->pageCount() == 1 && rev->page(0) != LookupTable<unsigned char>::m_gNullTable;
-    for (unsigned i = 1; identity && i < 256; ++i) identity = fwd[i] == i && rev->lookup(i) == i;
-    fwd[kIdentityFlag] = identity ? 1 : 0;
-    // Readers test the forward pointer: it goes out last, once both tables are whole.
-    m_pReverse.store(rev, std::memory_order_release);
-    m_pForward.store(fwd, std::memory_order_release);
+    buildOnce(m_pForward, m_oMutex, [this]() -> unsigned short* {
+        // An instance made from a name has no map, and nothing loads one for
+        // it: it stays without tables and converts nothing.
+        if (!m_pMap) {
+            static_cast<void>(m_pName);
+            return nullptr;
+        }
+        // kTableUnits entries: the 256 units by byte, then one flag saying the
+        // map is the identity on both sides (then both directions are arithmetic).
+        auto* fwd = new unsigned short[kTableUnits]();
+        auto* rev = new LookupTable<unsigned char>;
+        // Records are (byte, 0, unit); the byte sits in the low half of the
+        // first unsigned short. A (0, 0) record ends the map. Later records win.
+        for (unsigned short const* r = m_pMap; (r[0] & 0xFF) != 0 || r[1] != 0; r += 2) {
+            auto b = static_cast<unsigned char>(r[0] & 0xFF);
+            fwd[b] = r[1];
+            rev->insert(r[1], b);
+        }
+        // The zero byte ends the text and is never looked up; a zero there lets
+        // the decoder test the terminator and an unmapped byte in one go.
+        fwd[0] = 0;
+        // Likewise unit 0 on the other side (a record for unit 0 never encodes).
+        if (rev->lookup(0)) rev->insert(0, 0);
+        bool identity =
+            rev->pageCount() == 1 && rev->page(0) != LookupTable<unsigned char>::m_gNullTable;
+        for (unsigned i = 1; identity && i < 256; ++i)
+            identity = fwd[i] == i && rev->lookup(i) == i;
+        fwd[kIdentityFlag] = identity ? 1 : 0;
+        m_pReverse.store(rev, std::memory_order_relaxed);
+        return fwd;
+    });
 }
 
 unsigned long VynCharSetConverterSBCS::getNumUnits(void const* src, unsigned long len) {

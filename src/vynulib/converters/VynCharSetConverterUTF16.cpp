@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -18,28 +18,6 @@ inline unsigned short loadUnit(unsigned char const* p) {
 }
 inline void storeUnit(unsigned char* p, unsigned short u) {
     storeRaw(p, u);
-}
-
-// Upper-case hexadecimal only; the zero byte is no digit, so a look-ahead
-// stops at the terminator.
-inline int hexValue(unsigned char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-// A complete escape "U+XXXX" at p; its value goes to *unit. Bytes are tested
-// in order and the test ends at the first miss, never past a terminator.
-bool readEscape(unsigned char const* p, unsigned short* unit) {
-    if (p[0] != 'U' || p[1] != '+') return false;
-    unsigned int v = 0;
-    for (int i = 2; i < 6; ++i) {
-        int d = hexValue(p[i]);
-        if (d < 0) return false;
-        v = (v << 4) | static_cast<unsigned int>(d);
-    }
-    *unit = static_cast<unsigned short>(v);
-    return true;
 }
 
 } // namespace

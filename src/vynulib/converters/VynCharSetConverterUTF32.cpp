@@ -6,8 +6,9 @@
 
 #include <cstring>
 
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynUtf8.h>
+#include <vynulib/internal/VynSimd.h>
 
 using namespace vyn::detail;
 
@@ -209,7 +210,7 @@ unsigned int VynCharSetConverterUTF32::UTF32fromUTF8(unsigned char** pp) {
     // Followers are tested one at a time; the terminator fails the test, so
     // a truncated sequence never leads past it.
     for (int i = 1; i < len; ++i) {
-        if ((p[i] & 0xC0) != 0x80) {
+        if (!isUtf8Cont(p[i])) {
             *pp = p + 1;
             return 0xFFFD;
         }
@@ -269,23 +270,9 @@ unsigned long VynCharSetConverterUTF32::toUTF8(unsigned char* dst, void const* s
             seq[0] = static_cast<unsigned char>(v);
             l = 1;
         } else {
-            int trail;
-            unsigned int lead;
-            if (v < 0x800) {
-                trail = 1, lead = 0xC0;
-            } else if (v <= 0xFFFF) {
-                trail = 2, lead = 0xE0; // 0xFFFE and 0xFFFF included
-            } else if (v <= 0x1FFFFF) {
-                trail = 3, lead = 0xF0;
-            } else if (v <= 0x3FFFFFF) {
-                trail = 4, lead = 0xF8;
-            } else {
-                trail = 5, lead = 0xFC;
-            }
-            seq[0] = static_cast<unsigned char>(lead | (v >> (6 * trail)));
-            for (int i = 1; i <= trail; ++i)
-                seq[i] = static_cast<unsigned char>(0x80 | ((v >> (6 * (trail - i))) & 0x3F));
-            l = trail + 1;
+            // 0xFFFE and 0xFFFF are written like any other three-byte value.
+            l = v < 0x800 ? 2 : v <= 0xFFFF ? 3 : v <= 0x1FFFFF ? 4 : v <= 0x3FFFFFF ? 5 : 6;
+            putUtf8(seq, v, static_cast<unsigned>(l));
         }
         // The capacity is checked after a character is written, and one that
         // pushes past len is returned without a terminator; callers size for

@@ -5,23 +5,14 @@
 
 #include <cstring>
 
-#include <vynulib/converters/VynConvertCommon.h>
-#include <vynulib/converters/VynSimd.h>
-#include <vynulib/converters/VynUtf8Known.h>
+#include <vynulib/internal/VynConvertCommon.h>
+#include <vynulib/internal/VynUtf8.h>
+#include <vynulib/internal/VynSimd.h>
+#include <vynulib/internal/VynUtf8Known.h>
 
 using namespace vyn::detail;
 
 namespace {
-
-// Sequence length by lead byte >> 4: 0 marks a continuation byte. 0xF8-0xFF
-// count as four-byte leads and 0xC0/0xC1 as two-byte leads.
-unsigned int const oUTF8Bits[16] = {1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 2, 2, 3, 4};
-
-// A terminating zero byte is never a continuation, so testing followers one
-// by one (stopping at the first miss) never reads past the terminator.
-inline bool isCont(unsigned char c) {
-    return (c & 0xC0) == 0x80;
-}
 
 // The decoding loop, with the source limit compiled in or out. On entry n > 0
 // and *p != 0 (and, with a limit, p < lim); *illegal is already cleared.
@@ -81,7 +72,7 @@ unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned l
             // Stray continuation byte: dropped, capacity untouched.
             bad();
         } else if (b < 0xE0) { // 0xC0 and 0xC1 included
-            if (isCont(p[0])) {
+            if (isUtf8Cont(p[0])) {
                 *out++ = static_cast<unsigned short>(((b << 6) & 0x7C0) | (p[0] & 0x3F));
                 p += 1;
             } else {
@@ -91,7 +82,7 @@ unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned l
             }
             --n;
         } else if (b < 0xF0) {
-            if (isCont(p[0]) && isCont(p[1])) {
+            if (isUtf8Cont(p[0]) && isUtf8Cont(p[1])) {
                 *out++ = static_cast<unsigned short>(((b & 0x0F) << 12) | ((p[0] & 0x3F) << 6) |
                                                      (p[1] & 0x3F));
                 p += 2;
@@ -106,7 +97,7 @@ unsigned long decodeUtf8(unsigned short* dst, unsigned char const* p, unsigned l
                 *out++ = 0xFFFD;
                 bad();
                 --n;
-            } else if (isCont(p[0]) && isCont(p[1]) && isCont(p[2])) {
+            } else if (isUtf8Cont(p[0]) && isUtf8Cont(p[1]) && isUtf8Cont(p[2])) {
                 unsigned long v = (static_cast<unsigned long>(b & 0x0F) << 18) |
                                   (static_cast<unsigned long>(p[0] & 0x3F) << 12) |
                                   (static_cast<unsigned long>(p[1] & 0x3F) << 6) | (p[2] & 0x3F);
@@ -208,24 +199,18 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
                 *out = 0;
                 return static_cast<unsigned long>(out - begin);
             } else if (v < 0x800) {
-                out[0] = static_cast<unsigned char>(0xC0 | (v >> 6));
-                out[1] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+                putUtf8<2>(out, v);
                 out += 2;
                 n -= 2;
                 p += 1;
             } else if (!isHigh(v)) {
-                out[0] = static_cast<unsigned char>(0xE0 | (v >> 12));
-                out[1] = static_cast<unsigned char>(0x80 | ((v >> 6) & 0x3F));
-                out[2] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+                putUtf8<3>(out, v);
                 out += 3;
                 n -= 3;
                 p += 1;
             } else if (isLow(p[1])) {
                 unsigned int c = pairValue(v, p[1]);
-                out[0] = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
-                out[1] = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
-                out[2] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
-                out[3] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+                putUtf8<4>(out, c);
                 out += 4;
                 n -= 4;
                 p += 2;
@@ -253,16 +238,13 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
         }
         if (u < 0x800) {
             if (!fits(2)) break;
-            out[0] = static_cast<unsigned char>(0xC0 | (u >> 6));
-            out[1] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            putUtf8<2>(out, u);
             out += 2;
             n -= 2;
         } else if (!isHigh(u)) {
             // Lone low surrogates are encoded like any other unit.
             if (!fits(3)) break;
-            out[0] = static_cast<unsigned char>(0xE0 | (u >> 12));
-            out[1] = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
-            out[2] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+            putUtf8<3>(out, u);
             out += 3;
             n -= 3;
         } else {
@@ -270,10 +252,7 @@ unsigned long VynCharSetConverterUTF8::fromUTF16(void* dst, unsigned short const
             if (isLow(w)) {
                 if (!fits(4)) break;
                 unsigned int c = pairValue(u, w);
-                out[0] = static_cast<unsigned char>(0xF0 | ((c >> 18) & 7));
-                out[1] = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
-                out[2] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
-                out[3] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+                putUtf8<4>(out, c);
                 out += 4;
                 n -= 4;
             } else {
@@ -312,7 +291,7 @@ unsigned long VynCharSetConverterUTF8::getNumUnits(void const* src, unsigned lon
     // Only lead bytes are looked at: a stray continuation byte ends the count
     // (the decoder would skip it), and followers are never inspected.
     while (len > 0 && *p != 0) {
-        unsigned int l = oUTF8Bits[*p >> 4];
+        unsigned int l = utf8Length(*p);
         if (l == 0 || l > len) break;
         units += (l == 4) ? 2 : 1;
         p += l;

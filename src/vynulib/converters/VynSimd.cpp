@@ -7,7 +7,7 @@
 // compress instructions) also converts the two- and three-byte UTF-8
 // sequences both ways. Other machines, and builds with VYN_SIMD=OFF, run the
 // scalar loops only.
-#include <vynulib/converters/VynSimd.h>
+#include <vynulib/internal/VynSimd.h>
 
 #include <cstdint>
 #include <cstdlib>

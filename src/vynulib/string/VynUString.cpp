@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <stdexcept>
 
 #include <vynulib/converters/VynCharSetConverter.h>
+#include <vynulib/internal/VynScratch.h>
 
 namespace {
 
@@ -17,9 +17,6 @@ constexpr unsigned long kAll = ~0UL;
 // Room behind every scratch byte text: enough zero bytes to terminate it for
 // any converter (the widest terminator is four bytes).
 constexpr unsigned long kPad = 8;
-
-// Scratch texts up to this size stay on the stack.
-constexpr unsigned long kStackScratch = 4096;
 
 VynCharSetConverter* converterFor(VynCharSet cs) {
     return VynCharSetConverter::getConverter(cs);
@@ -47,34 +44,18 @@ unsigned long boundedByteLength(char const* s, unsigned long len, int nullSize) 
 // converting can read past what the caller handed over.
 class ByteScratch {
 public:
-    ByteScratch(char const* s, unsigned long n) {
-        if (n > kAll - kPad) throw std::bad_array_new_length();
-        char* p = m_aStack;
-        if (n > kStackScratch - kPad) {
-            m_pHeap.reset(new char[n + kPad]);
-            p = m_pHeap.get();
-        }
-        if (n) std::memcpy(p, s, n);
-        std::memset(p + n, 0, kPad);
-        m_pData = p;
+    ByteScratch(char const* s, unsigned long n) : m_oRoom(n, kPad) {
+        if (n) std::memcpy(m_oRoom.get(), s, n);
+        std::memset(m_oRoom.get() + n, 0, kPad);
     }
-    ByteScratch(char c, unsigned long m) {
-        if (m > kAll - kPad) throw std::bad_array_new_length();
-        char* p = m_aStack;
-        if (m > kStackScratch - kPad) {
-            m_pHeap.reset(new char[m + kPad]);
-            p = m_pHeap.get();
-        }
-        std::memset(p, static_cast<unsigned char>(c), m);
-        std::memset(p + m, 0, kPad);
-        m_pData = p;
+    ByteScratch(char c, unsigned long m) : m_oRoom(m, kPad) {
+        std::memset(m_oRoom.get(), static_cast<unsigned char>(c), m);
+        std::memset(m_oRoom.get() + m, 0, kPad);
     }
-    char const* data() const { return m_pData; }
+    char const* data() const { return m_oRoom.get(); }
 
 private:
-    char m_aStack[kStackScratch];
-    std::unique_ptr<char[]> m_pHeap;
-    char* m_pData;
+    vyn::detail::Scratch<char> m_oRoom;
 };
 
 // Given to callers that ask an empty string for its bytes. Wide enough to be

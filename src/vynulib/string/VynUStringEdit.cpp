@@ -5,17 +5,13 @@
 
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include <vynulib/converters/VynCharSetConverter.h>
+#include <vynulib/internal/VynScratch.h>
 #include <vynulib/unicode/VynUChar.h>
 
 namespace {
-
-// Results up to this many units (terminator included) are assembled on the
-// stack; larger ones on the heap, so a long replace cannot exhaust the stack.
-constexpr unsigned long kStackScratchUnits = 2048; // 4 KiB
 
 bool trimMatches(unsigned short u, VynUString::TrimTarget target) {
     switch (target) {
@@ -160,15 +156,9 @@ VynUString& VynUString::replace(unsigned long p, unsigned long n, VynUString con
     }
 
     // The result is assembled completely before this string is touched, so s
-    // may be this very string. Small results use the stack; above 4 KiB the
-    // scratch comes from the heap so a long text cannot overflow the stack.
-    unsigned short stackBuf[kStackScratchUnits];
-    std::unique_ptr<unsigned short[]> heapBuf;
-    unsigned short* buf = stackBuf;
-    if (total + 1 > kStackScratchUnits) {
-        heapBuf.reset(new unsigned short[total + 1]);
-        buf = heapBuf.get();
-    }
+    // may be this very string.
+    vyn::detail::Scratch<unsigned short> scratch(total, 1);
+    unsigned short* const buf = scratch.get();
     unsigned short const* src = m_pRep->m_pText;
     unsigned long const tail = len - d - p;
     if (p != 0) std::memcpy(buf, src, p * sizeof(unsigned short));

@@ -8,7 +8,7 @@
 // Regenerate, from the repository root: python3 tools/gen_tables.py
 // clang-format off
 
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 // oCP932map: 9338 records (code, unit), sorted by code, then (0, 0).
 unsigned short const oCP932map[] = {

@@ -7,7 +7,7 @@
 // Regenerate, from the repository root: python3 tools/gen_tables.py
 // clang-format off
 
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 // oGBKmap: 24067 records (code, unit), sorted by code, then (0, 0).
 unsigned short const oGBKmap[] = {

@@ -30,7 +30,7 @@
 // Regenerate, from the repository root: python3 tools/gen_tables.py
 // clang-format off
 
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 // oCP1250map: 255 records (byte, unit), sorted by unit, then (0, 0).
 unsigned short const oCP1250map[] = {

@@ -5,7 +5,7 @@
 // Regenerate, from the repository root: python3 tools/gen_tables.py
 // clang-format off
 
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 // oSJIS0213_2004map: 11398 records (code, scalar value), sorted by code, then {0, 0}.
 sMBCSExTable const oSJIS0213_2004map[] = {

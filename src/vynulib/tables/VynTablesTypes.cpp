@@ -5,7 +5,7 @@
 // Regenerate, from the repository root: python3 tools/gen_tables.py
 // clang-format off
 
-#include <vynulib/tables/VynTables.h>
+#include <vynulib/internal/VynTables.h>
 
 // oCP932Type: bit 0x40 lead byte, bit 0x80 trail byte; low bits: character class.
 unsigned char const oCP932Type[256] = {

@@ -3,10 +3,10 @@
 
 #include <new>
 
-#include <vynulib/converters/LookupTable.h>
-#include <vynulib/converters/VynMutex.h>
+#include <vynulib/internal/LookupTable.h>
+#include <vynulib/internal/VynBuildOnce.h>
 
-#include "VynUCharTables.h"
+#include <vynulib/internal/VynUCharTables.h>
 
 // Constructed in this order (upper, lower, class); they are constant-initialised,
 // so a lookup made by another file's static initialiser already finds them set.
@@ -35,35 +35,27 @@ VynUCharTable::~VynUCharTable() {
 }
 
 unsigned short** VynUCharTable::load() {
-    unsigned short** pages = m_pPages.load(std::memory_order_acquire);
-    if (pages) return pages;
-
-    VynMutexLock lock(&m_oMutex);
-    pages = m_pPages.load(std::memory_order_acquire);
-    if (pages) return pages;
-
-    pages = new unsigned short*[256];
-    for (unsigned i = 0; i < 256; ++i) pages[i] = nullPage();
-    try {
-        // A table without a list still answers every lookup (with 0).
-        for (unsigned short const* r = m_pRanges; r && r[0] != 0; r += 3) {
-            unsigned short value = r[2];
-            // The counter is wider than a unit, so a range ending at 0xFFFF stops.
-            for (unsigned c = r[0]; c <= r[1]; ++c) {
-                unsigned short*& page = pages[c >> 8];
-                if (page == nullPage()) page = new unsigned short[256]();
-                page[c & 0xFF] = value;
-                if (m_bCounting) ++value;
+    return vyn::detail::buildOnce(m_pPages, m_oMutex, [this] {
+        auto** pages = new unsigned short*[256];
+        for (unsigned i = 0; i < 256; ++i) pages[i] = nullPage();
+        try {
+            // A table without a list still answers every lookup (with 0).
+            for (unsigned short const* r = m_pRanges; r && r[0] != 0; r += 3) {
+                unsigned short value = r[2];
+                // The counter is wider than a unit, so a range ending at 0xFFFF stops.
+                for (unsigned c = r[0]; c <= r[1]; ++c) {
+                    unsigned short*& page = pages[c >> 8];
+                    if (page == nullPage()) page = new unsigned short[256]();
+                    page[c & 0xFF] = value;
+                    if (m_bCounting) ++value;
+                }
             }
+        } catch (...) {
+            freePages(pages);
+            throw;
         }
-    } catch (...) {
-        freePages(pages);
-        throw;
-    }
-    // Published only now, complete, so that lock-free readers never see a
-    // half-built table.
-    m_pPages.store(pages, std::memory_order_release);
-    return pages;
+        return pages;
+    });
 }
 
 VynUChar::VynUChar(unsigned short high, unsigned short low) : m_uChar(0) {

@@ -4,7 +4,7 @@
 // Records of three unsigned shorts (first, last, value), ended by a record
 // whose first unit is 0.
 
-#include "VynUCharTables.h"
+#include <vynulib/internal/VynUCharTables.h>
 
 // 1082 records (terminator included), 4870 units with a value.
 const unsigned short classTable[] = {

@@ -11,8 +11,8 @@
 // Sources handed to a kernel have a known length: every element in it is
 // readable and nonzero. Lengths come from strnlen for bytes and from
 // scanUnits/scanValues below for 16- and 32-bit text.
-#ifndef VYNULIB_CONVERTERS_VYNSIMD_H
-#define VYNULIB_CONVERTERS_VYNSIMD_H
+#ifndef VYNULIB_INTERNAL_VYNSIMD_H
+#define VYNULIB_INTERNAL_VYNSIMD_H
 
 #include <cstddef>
 

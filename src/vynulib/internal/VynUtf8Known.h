@@ -1,7 +1,7 @@
 // UTF-8 decoding of a text whose length the caller has measured already.
 // Internal.
-#ifndef VYNULIB_CONVERTERS_VYNUTF8KNOWN_H
-#define VYNULIB_CONVERTERS_VYNUTF8KNOWN_H
+#ifndef VYNULIB_INTERNAL_VYNUTF8KNOWN_H
+#define VYNULIB_INTERNAL_VYNUTF8KNOWN_H
 
 namespace vyn {
 namespace detail {

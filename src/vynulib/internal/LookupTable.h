@@ -1,8 +1,8 @@
 // Sparse two-level lookup tables. Every empty slot points at one shared,
 // all-zero page, so a lookup is always two array reads and never a test.
 // A value of 0 means "no mapping". Internal to the library.
-#ifndef VYNULIB_CONVERTERS_LOOKUPTABLE_H
-#define VYNULIB_CONVERTERS_LOOKUPTABLE_H
+#ifndef VYNULIB_INTERNAL_LOOKUPTABLE_H
+#define VYNULIB_INTERNAL_LOOKUPTABLE_H
 
 #include <cstring>
 

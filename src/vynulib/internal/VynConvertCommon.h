@@ -1,8 +1,8 @@
 // Small pieces every converter shares: surrogate arithmetic, the "U+%04X"
 // escape, the source-limit readings, and what an unconvertible character
 // turns into. All inline, so the hot loops stay as they were. Internal.
-#ifndef VYNULIB_CONVERTERS_VYNCONVERTCOMMON_H
-#define VYNULIB_CONVERTERS_VYNCONVERTCOMMON_H
+#ifndef VYNULIB_INTERNAL_VYNCONVERTCOMMON_H
+#define VYNULIB_INTERNAL_VYNCONVERTCOMMON_H
 
 #include <cstring>
 
@@ -42,6 +42,29 @@ inline void writeEscape(unsigned char* p, unsigned short u) {
     p[3] = static_cast<unsigned char>(kHex[(u >> 8) & 0xF]);
     p[4] = static_cast<unsigned char>(kHex[(u >> 4) & 0xF]);
     p[5] = static_cast<unsigned char>(kHex[u & 0xF]);
+}
+
+// The value of an upper-case hexadecimal digit, -1 for anything else (the
+// terminator included, so a look-ahead stops there).
+template <class T> inline int hexValue(T c) {
+    if (c >= '0' && c <= '9') return static_cast<int>(c - '0');
+    if (c >= 'A' && c <= 'F') return static_cast<int>(c - 'A' + 10);
+    return -1;
+}
+
+// A whole escape "U+XXXX" at p (bytes or UTF-16 units): its unit goes to
+// *unit. Elements are tested in order and the test ends at the first miss,
+// never past a terminator; *unit is written only on success and may alias p.
+template <class T> inline bool readEscape(T const* p, unsigned short* unit) {
+    if (p[0] != 'U' || p[1] != '+') return false;
+    unsigned int v = 0;
+    for (int i = 2; i < 6; ++i) {
+        int d = hexValue(p[i]);
+        if (d < 0) return false;
+        v = (v << 4) | static_cast<unsigned int>(d);
+    }
+    *unit = static_cast<unsigned short>(v);
+    return true;
 }
 
 // Bytes of a terminated byte string that a length of len covers: all of

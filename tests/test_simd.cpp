@@ -110,6 +110,43 @@ Str randomText(std::mt19937& rng, Pieces const& pieces, std::size_t count, std::
 // Capacities and limits around the block sizes.
 unsigned long const kCaps[] = {0, 1, 2, 3, 15, 16, 17, 31, 32, 33, 63, 64, 65, 100, 1000};
 int const kLimits[] = {-1, 0, 1, 5, 16, 33, 64, 67, 200};
+ILLCHAR_OPTYPE const kOps[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
+
+// run() on the scalar level, then on every vector level: the results must be
+// equal. where() names the case when they are not.
+template <class Run, class Where> void expectEveryLevelAgrees(Run const& run, Where const& where) {
+    vyn::simd::setLevel(vyn::simd::kScalar);
+    auto const want = run();
+    for (Level l : vectorLevels()) {
+        vyn::simd::setLevel(l);
+        ASSERT_TRUE(run() == want) << vyn::simd::levelName(l) << where();
+    }
+}
+
+// Decoding src as cs, at every capacity and source limit above.
+void expectDecodingAgrees(VynCharSet cs, std::string const& src) {
+    for (unsigned long cap : kCaps)
+        for (int limit : kLimits)
+            ASSERT_NO_FATAL_FAILURE(expectEveryLevelAgrees(
+                [&] { return decode(cs, src, cap, limit); },
+                [&] {
+                    return " set " + std::to_string(cs) + " cap " + std::to_string(cap) +
+                           " limit " + std::to_string(limit);
+                }));
+}
+
+// Encoding src to cs, at every capacity above with every option.
+void expectEncodingAgrees(VynCharSet cs, std::u16string const& src) {
+    for (unsigned long cap : kCaps)
+        for (ILLCHAR_OPTYPE op : kOps)
+            ASSERT_NO_FATAL_FAILURE(expectEveryLevelAgrees([&] { return encode(cs, src, cap, op); },
+                                                           [&] {
+                                                               return " set " + std::to_string(cs) +
+                                                                      " cap " +
+                                                                      std::to_string(cap) + " op " +
+                                                                      std::to_string(op);
+                                                           }));
+}
 
 TEST(Simd, Utf8DecodeMatchesScalarAtEveryBoundary) {
     LevelGuard g;
@@ -119,17 +156,7 @@ TEST(Simd, Utf8DecodeMatchesScalarAtEveryBoundary) {
         std::string text = randomText<std::string>(rng, kUtf8Pieces, nPieces, 1 + rng() % 60);
         // Shift the text across a 64-byte block with an ASCII prefix.
         std::string const src = std::string(rng() % 64, 'x') + text;
-        for (unsigned long cap : kCaps) {
-            for (int limit : kLimits) {
-                vyn::simd::setLevel(vyn::simd::kScalar);
-                Result const want = decode(VYNCS_UTF8, src, cap, limit);
-                for (Level l : vectorLevels()) {
-                    vyn::simd::setLevel(l);
-                    ASSERT_TRUE(decode(VYNCS_UTF8, src, cap, limit) == want)
-                        << vyn::simd::levelName(l) << " cap " << cap << " limit " << limit;
-                }
-            }
-        }
+        ASSERT_NO_FATAL_FAILURE(expectDecodingAgrees(VYNCS_UTF8, src));
     }
 }
 
@@ -139,25 +166,11 @@ TEST(Simd, EncodersMatchScalarAtEveryBoundary) {
     std::size_t const nPieces = sizeof kUtf16Pieces / sizeof *kUtf16Pieces;
     VynCharSet const sets[] = {VYNCS_UTF8,    VYNCS_ISO_8859_1, VYNCS_UTF16,   VYNCS_UTF32,
                                VYNCS_WCP1252, VYNCS_WCP874,     VYNCS_WCP1251, VYNCS_GB18030};
-    ILLCHAR_OPTYPE const ops[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
     for (int round = 0; round < 200; ++round) {
         std::u16string text =
             randomText<std::u16string>(rng, kUtf16Pieces, nPieces, 1 + rng() % 50);
         std::u16string const src = std::u16string(rng() % 32, u'x') + text;
-        for (VynCharSet cs : sets) {
-            for (unsigned long cap : kCaps) {
-                for (ILLCHAR_OPTYPE op : ops) {
-                    vyn::simd::setLevel(vyn::simd::kScalar);
-                    Result const want = encode(cs, src, cap, op);
-                    for (Level l : vectorLevels()) {
-                        vyn::simd::setLevel(l);
-                        ASSERT_TRUE(encode(cs, src, cap, op) == want)
-                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap << " op "
-                            << op;
-                    }
-                }
-            }
-        }
+        for (VynCharSet cs : sets) ASSERT_NO_FATAL_FAILURE(expectEncodingAgrees(cs, src));
     }
 }
 
@@ -175,21 +188,7 @@ TEST(Simd, FixedWidthDecodersMatchScalar) {
         wide += std::string(4, '\0');
         for (VynCharSet cs : {VYNCS_ISO_8859_1, VYNCS_WCP1252, VYNCS_UTF16, VYNCS_UTF32}) {
             std::string const& in = cs == VYNCS_UTF16 || cs == VYNCS_UTF32 ? wide : src;
-            for (unsigned long cap : kCaps) {
-                for (int limit : kLimits) {
-                    vyn::simd::setLevel(vyn::simd::kScalar);
-                    Result const want = decode(cs, in, cap, limit);
-                    for (Level l : vectorLevels()) {
-                        vyn::simd::setLevel(l);
-                        Result const got = decode(cs, in, cap, limit);
-                        ASSERT_EQ(got.m_uRet, want.m_uRet)
-                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap;
-                        ASSERT_TRUE(got == want)
-                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap
-                            << " limit " << limit << " flag " << got.m_bFlag << want.m_bFlag;
-                    }
-                }
-            }
+            ASSERT_NO_FATAL_FAILURE(expectDecodingAgrees(cs, in));
         }
     }
 }
@@ -209,20 +208,7 @@ TEST(Simd, TableDecodersMatchScalar) {
             unsigned r = rng() % 16;
             c = static_cast<char>(r < 11 ? 0x20 + rng() % 0x60 : 0x80 + rng() % 0x80);
         }
-        for (VynCharSet cs : sets) {
-            for (unsigned long cap : kCaps) {
-                for (int limit : kLimits) {
-                    vyn::simd::setLevel(vyn::simd::kScalar);
-                    Result const want = decode(cs, src, cap, limit);
-                    for (Level l : vectorLevels()) {
-                        vyn::simd::setLevel(l);
-                        ASSERT_TRUE(decode(cs, src, cap, limit) == want)
-                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap
-                            << " limit " << limit;
-                    }
-                }
-            }
-        }
+        for (VynCharSet cs : sets) ASSERT_NO_FATAL_FAILURE(expectDecodingAgrees(cs, src));
     }
 }
 
@@ -239,7 +225,6 @@ TEST(Simd, DoubleByteEncodersMatchScalar) {
     std::size_t const clean = 10; // the pieces before this one map in most of the sets
     VynCharSet const sets[] = {VYNCS_WCP932, VYNCS_WCP936,   VYNCS_WCP949, VYNCS_WCP950,
                                VYNCS_BIG5,   VYNCS_SHIFTJIS, VYNCS_GB18030};
-    ILLCHAR_OPTYPE const ops[] = {ILLCHAR_STOP, ILLCHAR_REPLACE, ILLCHAR_ESCAPE};
     for (int round = 0; round < 150; ++round) {
         std::u16string src(rng() % 120, u'a');
         unsigned const bad = rng() % 4; // none, or one in 64, 16 or 4
@@ -248,20 +233,7 @@ TEST(Simd, DoubleByteEncodersMatchScalar) {
             c = odd ? pieces[clean + rng() % (sizeof pieces / sizeof *pieces - clean)]
                     : pieces[rng() % clean];
         }
-        for (VynCharSet cs : sets) {
-            for (unsigned long cap : kCaps) {
-                for (ILLCHAR_OPTYPE op : ops) {
-                    vyn::simd::setLevel(vyn::simd::kScalar);
-                    Result const want = encode(cs, src, cap, op);
-                    for (Level l : vectorLevels()) {
-                        vyn::simd::setLevel(l);
-                        ASSERT_TRUE(encode(cs, src, cap, op) == want)
-                            << vyn::simd::levelName(l) << " set " << cs << " cap " << cap << " op "
-                            << op;
-                    }
-                }
-            }
-        }
+        for (VynCharSet cs : sets) ASSERT_NO_FATAL_FAILURE(expectEncodingAgrees(cs, src));
     }
 }
 
@@ -286,8 +258,8 @@ TEST(Simd, EntryPointsMatchScalar) {
         auto const* u8 = reinterpret_cast<unsigned char const*>(src.c_str());
         for (VynCharSet cs : sets) {
             for (unsigned long size : sizes) {
-                auto run = [&](std::vector<unsigned char>& out) {
-                    out.assign(size + 8, 0xEE);
+                auto run = [&] {
+                    std::vector<unsigned char> out(size + 8, 0xEE);
                     unsigned long r[4];
                     r[0] = LocalToUTF8(out.data(), src.c_str(), size, cs);
                     std::vector<unsigned char> b(size + 8, 0xEE);
@@ -301,16 +273,12 @@ TEST(Simd, EntryPointsMatchScalar) {
                                reinterpret_cast<unsigned char*>(w.data() + w.size()));
                     out.insert(out.end(), reinterpret_cast<unsigned char*>(r),
                                reinterpret_cast<unsigned char*>(r + 4));
+                    return out;
                 };
-                std::vector<unsigned char> want, got;
-                vyn::simd::setLevel(vyn::simd::kScalar);
-                run(want);
-                for (Level l : vectorLevels()) {
-                    vyn::simd::setLevel(l);
-                    run(got);
-                    ASSERT_EQ(got, want) << vyn::simd::levelName(l) << " set " << cs << " size "
-                                         << size << " round " << round;
-                }
+                ASSERT_NO_FATAL_FAILURE(expectEveryLevelAgrees(run, [&] {
+                    return " set " + std::to_string(cs) + " size " + std::to_string(size) +
+                           " round " + std::to_string(round);
+                }));
             }
         }
     }

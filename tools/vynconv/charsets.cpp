@@ -64,16 +64,7 @@ bool inList(char const* p, std::string const& key) {
 bool matchesAlias(SetInfo const& s, std::string const& key) {
     // The name without its prefix ("WCP932", "EUC_JP") is an alias too.
     if (squash(s.name + 6, std::strlen(s.name + 6)) == key) return true;
-    if (squash(s.name, std::strlen(s.name)) == key) return true;
-    char const* p = s.aliases;
-    while (*p) {
-        char const* e = std::strchr(p, ' ');
-        size_t n = e ? static_cast<size_t>(e - p) : std::strlen(p);
-        if (squash(p, n) == key) return true;
-        p += n;
-        while (*p == ' ') ++p;
-    }
-    return false;
+    return squash(s.name, std::strlen(s.name)) == key || inList(s.aliases, key);
 }
 
 // Upper case, then the codeset part, then no '-': EN_US.UTF-8@EURO -> UTF8,

@@ -718,6 +718,18 @@ size_t StreamConverter::passUtf8(size_t n, bool eof) {
     return i;
 }
 
+// The end of a UTF-16 or UTF-32 chunk: k pivot units so far, input read up
+// to i of n. At the end of input a partial unit is a truncated character.
+size_t StreamConverter::endFixedWidth(size_t k, bool nul, size_t i, size_t n, bool eof) {
+    pivotLen_ = k;
+    nulSeen_ |= nul;
+    if (eof && i < n) {
+        if (!bad(i, n - i, true)) return i;
+        i = n;
+    }
+    return i;
+}
+
 // UTF-16 in either order: a surrogate without its partner is an error (UCS-2:
 // every surrogate is).
 size_t StreamConverter::decodeUtf16(size_t n, bool eof) {
@@ -756,13 +768,7 @@ size_t StreamConverter::decodeUtf16(size_t n, bool eof) {
         k = pivotLen_;
         i += len;
     }
-    pivotLen_ = k;
-    nulSeen_ |= nul;
-    if (eof && i < n) {
-        if (!bad(i, n - i, true)) return i;
-        i = n;
-    }
-    return i;
+    return endFixedWidth(k, nul, i, n, eof);
 }
 
 // UTF-32 in either order: surrogate values and values above U+10FFFF are
@@ -789,13 +795,7 @@ size_t StreamConverter::decodeUtf32(size_t n, bool eof) {
         if (!bad(i, 4)) return i;
         k = pivotLen_;
     }
-    pivotLen_ = k;
-    nulSeen_ |= nul;
-    if (eof && i < n) {
-        if (!bad(i, n - i, true)) return i;
-        i = n;
-    }
-    return i;
+    return endFixedWidth(k, nul, i, n, eof);
 }
 
 // ASCII: seven bits; any other byte is invalid.

@@ -88,6 +88,7 @@ private:
     size_t passUtf8(size_t n, bool eof);
     size_t decodeUtf16(size_t n, bool eof);
     size_t decodeUtf32(size_t n, bool eof);
+    size_t endFixedWidth(size_t k, bool nul, size_t i, size_t n, bool eof);
     size_t decodeAscii(size_t n);
     void decodeLibraryRun(size_t a, size_t b, bool atEnd);
     size_t decodeSlow(size_t a, size_t b, bool final, bool atEnd);

@@ -23,56 +23,26 @@ namespace {
 
 unsigned long const ALL = static_cast<unsigned long>(-1);
 
-enum Family {
-    SINGLE,   // one byte per character, one-to-one map
-    DOUBLE,   // lead and trail bytes by type table, one-to-one map
-    EUC_ONE,  // EUC-CN and EUC-KR: one-to-one
-    EUC_JP,   // reads trail bytes loosely: no round trip promised
-    GB,       // four-byte forms and ranges
-    UTF8,     // decoder ignores op and accepts some non-shortest forms
-    UTF16,    // units copied as they are
-    UTF16ESC, // escapes and sign-widened bytes: not one-to-one
-    UTF32     // surrogate values pass through: not one-to-one
-};
+using vyn::catalogue::Family;
 
+// What the fuzzer may expect of each family:
+// - SBCS, DBCS, EUC_CN_KR and UTF16 map one-to-one (DBCS-Ex with its pairs);
+// - EUC_JP reads trail bytes loosely, so no round trip is promised;
+// - GB18030 has four-byte forms and ranges;
+// - UTF8 ignores the option when decoding and accepts some non-shortest forms;
+// - UTF16Esc (escapes, sign-widened bytes) and UTF32 (surrogate values pass
+//   through) are not one-to-one.
 struct Set {
     VynCharSet cs;
     Family family;
 };
-
-Family familyOf(vyn::catalogue::Family f) {
-    using F = vyn::catalogue::Family;
-    switch (f) {
-    case F::SBCS:
-        return SINGLE;
-    case F::DBCS:
-    case F::DBCSEx:
-        return DOUBLE;
-    case F::EUC_CN_KR:
-        return EUC_ONE;
-    case F::EUC_JP:
-        return EUC_JP;
-    case F::GB18030:
-        return GB;
-    case F::UTF8:
-        return UTF8;
-    case F::UTF16:
-        return UTF16;
-    case F::UTF16Esc:
-        return UTF16ESC;
-    case F::UTF32:
-    case F::None:
-        break;
-    }
-    return UTF32;
-}
 
 // The served sets in the catalogue's construction order; byte 0 of an input
 // picks one, so the order is what the corpus was made for.
 std::vector<Set> const kSets = [] {
     std::vector<Set> v;
     for (VynCharSet cs : vyn::catalogue::kServed)
-        v.push_back({cs, familyOf(vyn::catalogue::find(cs)->family)});
+        v.push_back({cs, vyn::catalogue::find(cs)->family});
     return v;
 }();
 size_t const kNumSets = kSets.size();
@@ -88,19 +58,20 @@ template <class T> std::unique_ptr<T[]> exact(size_t n) {
 }
 
 bool oneToOne(Family f) {
-    return f == SINGLE || f == DOUBLE || f == EUC_ONE || f == UTF16;
+    return f == Family::SBCS || f == Family::DBCS || f == Family::DBCSEx ||
+           f == Family::EUC_CN_KR || f == Family::UTF16;
 }
 
 // Source elements (bytes, UTF-16 units, UTF-32 values) and their size.
 size_t elementSize(Family f) {
-    return f == UTF16 ? 2 : f == UTF32 ? 4 : 1;
+    return f == Family::UTF16 ? 2 : f == Family::UTF32 ? 4 : 1;
 }
 
 // These converters stop reading at a positive source limit, so an exactly
 // sized source without a terminator is safe for them. The others read a
 // character that starts inside the limit whole, up to the terminator.
 bool limitBoundsReads(Family f) {
-    return f == SINGLE || f == UTF16 || f == UTF32;
+    return f == Family::SBCS || f == Family::UTF16 || f == Family::UTF32;
 }
 
 bool zeroElement(unsigned char const* p, size_t es) {
@@ -167,8 +138,8 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
     decode(c, term.get(), cap, op, &flag, -1);
     decode(c, term.get(), cap, op, nullptr, 0);
     decode(c, term.get(), room, op, &flag, static_cast<int>(bytes / 2 + 1));
-    std::vector<unsigned short> const units =
-        decode(c, term.get(), room, ILLCHAR_REPLACE, &flag, set.family == UTF16 ? 0x7FFFFFFF : -1);
+    std::vector<unsigned short> const units = decode(c, term.get(), room, ILLCHAR_REPLACE, &flag,
+                                                     set.family == Family::UTF16 ? 0x7FFFFFFF : -1);
     bool const clean = !flag;
 
     if (limitBoundsReads(set.family) && n > 0) {

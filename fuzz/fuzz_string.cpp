@@ -315,9 +315,12 @@ void step(Input& in, VynUString* s, VynUStringList& list) {
     case 17: { // element access
         unsigned long i = in.count();
         unsigned short u = in.unit();
-        if (op & 32)
+        if (op & 32) {
             a.at(i) = u ? u : 1; // a zero unit would change the length
-        else
+            // A write through at() leaves a cached rendering as it was, like
+            // case mapping: drop it so the rendering checks see the new text.
+            a.freeSecText();
+        } else
             check(static_cast<VynUString const&>(a).at(i) == a.data()[i]);
         break;
     }
